@@ -1,0 +1,156 @@
+// The headless host's own face: load an external, type its object box, send it messages, run blocks
+// of audio, and read what came out. One session per process, as in a host with a screen.
+//
+// The host is strict: whatever an external does against the rules of the API (an unbalanced lock, an
+// allocation in a perform routine, a main-thread call from elsewhere, a stranger's pointer) becomes a
+// fault, see take_faults(). Nothing depends on wall time, addresses or locale.
+#pragma once
+
+#include "ext.h"
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace host {
+
+/// A request that the host's user got wrong: no such file, inlet or buffer. The text is one line.
+struct error : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+using atoms = std::vector<t_atom>;
+
+/// A row of the console. `ms` is the host's clock at that moment, `object` may be null.
+struct line {
+    double ms;
+    bool error;
+    const t_object *object;
+    std::string text;
+};
+
+/// A number that left an integer outlet; outlets count from the left.
+struct number {
+    double ms;
+    const t_object *object;
+    int outlet;
+    t_atom_long value;
+};
+
+// ---- Session ------------------------------------------------------------------------------------
+
+/// Frees every instance and buffer and forgets console, numbers, faults, clock and queue. Audio
+/// settings return to 44100 Hz and 64 frames, off. Externals stay loaded, with what they keep.
+void reset();
+
+// ---- Externals ----------------------------------------------------------------------------------
+
+/// Adds a folder in which create() looks for `CLASS.so` when it meets an unknown class.
+void add_folder(const std::string &folder);
+
+/// Registers an external that is compiled into the program by calling its entry point.
+void link(void (*ext_main)(void *));
+
+/// reset(), then unloads every external that came from a file and frees the memory it still held, so
+/// that the next create() meets its process-wide state as at first load.
+void unload();
+
+// ---- Instances ----------------------------------------------------------------------------------
+
+/// Makes an instance from the text of an object box, "class argument ...". Null when there is no such
+/// class or its constructor declined; the console says why.
+t_object *create(std::string_view box);
+void destroy(t_object *x);
+
+bool understands(const t_object *x, std::string_view selector);
+int inlets(const t_object *x);
+/// Outlet types from left to right: "signal", "int", ...
+std::vector<std::string> outlets(const t_object *x);
+int signal_outlets(const t_object *x);
+
+/// The assistance text of an inlet (kind ASSIST_INLET) or outlet (ASSIST_OUTLET); empty if none.
+std::string assist(t_object *x, long kind, long index);
+void double_click(t_object *x);
+
+// ---- Messages -----------------------------------------------------------------------------------
+
+t_atom atom(double v);
+t_atom atom(t_atom_long v);
+t_atom atom(const char *symbol);
+
+/// Atoms of a text as typed into a box: whole numbers are ints, numbers with a point or exponent
+/// floats, everything else (and what stands in double quotes) symbols.
+atoms parse(std::string_view text);
+
+/// Sends what a message box with this text would send; commas separate messages. Runs in the
+/// scheduler's context. Throws error for an inlet that x does not have.
+void send(t_object *x, int inlet, std::string_view text);
+void send(t_object *x, int inlet, const char *selector, const atoms &arguments);
+
+// ---- Clock and deferred calls -------------------------------------------------------------------
+
+/// Sets the time that gettime() and console rows report, in ms; 0 after reset().
+void set_time(double ms);
+double time();
+
+/// Runs the calls that externals deferred, in order, in the main thread's context.
+void drain();
+/// When true, calls deferred from the main thread's context run before defer() returns.
+void defer_at_once(bool yes);
+
+// ---- Audio --------------------------------------------------------------------------------------
+
+/// Sets sample rate (Hz) and vector size (frames) for all instances; takes effect at the next
+/// start_audio() or run(), but sys_getsr() and sys_getblksize() report it at once.
+void set_audio(double sample_rate, long vector_size);
+/// The same for one instance alone, as inside a polyphonic subpatch.
+void set_audio(t_object *x, double sample_rate, long vector_size);
+
+/// Plugs signal cords into an inlet; 0 unplugs. The chain is rebuilt before the next block.
+void connect(t_object *x, int inlet, int cords = 1);
+
+/// Rebuilds the signal chain now: every instance's dsp64 method runs, in the order of creation.
+void start_audio();
+void stop_audio();
+
+/// The signal that the next run() feeds into an inlet, one vector; it keeps its values from block to
+/// block and may be longer than the vector size. Heard only while the inlet is connected.
+double *input(t_object *x, int inlet);
+/// What the last run() left at a signal outlet, counted from the left.
+const double *output(const t_object *x, int outlet);
+
+/// One block through every instance; starts audio, or rebuilds the chain, if that is due. `frames`
+/// other than 0 overrides the number of frames handed to the perform routines (at most 8192).
+/// Outlets share memory with inlets, and hold garbage at first, unless the instance forbids it.
+void run(long frames = 0);
+
+// ---- Buffers ------------------------------------------------------------------------------------
+
+/// Creates a buffer~, or replaces the contents of the one of that name, and notifies its references.
+/// `samples` holds interleaved frames; its size is a multiple of `channels`.
+void set_buffer(const std::string &name, long channels, double sample_rate,
+                std::vector<float> samples);
+void delete_buffer(const std::string &name);
+/// While true, the samples of this buffer cannot be locked.
+void refuse_locks(const std::string &name, bool yes);
+/// How often the buffer's editor was opened.
+int views(const std::string &name);
+
+// ---- What came out ------------------------------------------------------------------------------
+
+std::vector<line> take_console();
+std::vector<number> take_numbers();
+
+// ---- Strictness ---------------------------------------------------------------------------------
+
+/// The rules broken since the last call, one line each; locks still held count as broken.
+std::vector<std::string> take_faults();
+
+/// Makes the k-th allocation from now on fail (1 is the next; object_alloc and sysmem_newptr count).
+void fail_allocation(long k);
+
+} // namespace host
+
+/// Called by a program that watches its heap (see malloc_watch.cpp) before every heap operation.
+extern "C" void host_heap_used();

@@ -1,0 +1,13 @@
+// Lines for the host's console; the object may be null.
+#pragma once
+
+#ifdef _WIN32
+#define HOST_PRINTF
+#else
+#define HOST_PRINTF __attribute__((format(printf, 2, 3)))
+#endif
+
+extern "C" {
+HOST_PRINTF void object_post(t_object *x, C74_CONST char *s, ...);
+HOST_PRINTF void object_error(t_object *x, C74_CONST char *s, ...);
+}
