@@ -1,9 +1,9 @@
 // The headless host's own face: load an external, type its object box, send it messages, run blocks
 // of audio, and read what came out. One session per process, as in a host with a screen.
 //
-// The host is strict: whatever an external does against the rules of the API (an unbalanced lock, an
-// allocation in a perform routine, a main-thread call from elsewhere, a stranger's pointer) becomes a
-// fault, see take_faults(). Nothing depends on wall time, addresses or locale.
+// The host is strict: whatever an external does against the rules of the API (an unbalanced lock,
+// an allocation in a perform routine, a main-thread call from elsewhere, a stranger's pointer)
+// becomes a fault, see take_faults(). Nothing depends on wall time, addresses or locale.
 #pragma once
 
 #include "ext.h"
@@ -52,14 +52,14 @@ void add_folder(const std::string &folder);
 /// Registers an external that is compiled into the program by calling its entry point.
 void link(void (*ext_main)(void *));
 
-/// reset(), then unloads every external that came from a file and frees the memory it still held, so
-/// that the next create() meets its process-wide state as at first load.
+/// reset(), then unloads every external that came from a file and frees the memory it still held,
+/// so that the next create() meets its process-wide state as at first load.
 void unload();
 
 // ---- Instances ----------------------------------------------------------------------------------
 
-/// Makes an instance from the text of an object box, "class argument ...". Null when there is no such
-/// class or its constructor declined; the console says why.
+/// Makes an instance from the text of an object box, "class argument ...". Null when there is no
+/// such class or its constructor declined; the console says why.
 t_object *create(std::string_view box);
 void destroy(t_object *x);
 
@@ -114,8 +114,8 @@ void connect(t_object *x, int inlet, int cords = 1);
 void start_audio();
 void stop_audio();
 
-/// The signal that the next run() feeds into an inlet, one vector; it keeps its values from block to
-/// block and may be longer than the vector size. Heard only while the inlet is connected.
+/// The signal that the next run() feeds into an inlet, one vector; it keeps its values from block
+/// to block and may be longer than the vector size. Heard only while the inlet is connected.
 double *input(t_object *x, int inlet);
 /// What the last run() left at a signal outlet, counted from the left.
 const double *output(const t_object *x, int outlet);
@@ -127,8 +127,8 @@ void run(long frames = 0);
 
 // ---- Buffers ------------------------------------------------------------------------------------
 
-/// Creates a buffer~, or replaces the contents of the one of that name, and notifies its references.
-/// `samples` holds interleaved frames; its size is a multiple of `channels`.
+/// Creates a buffer~, or replaces the contents of the one of that name, and notifies its
+/// references. `samples` holds interleaved frames; its size is a multiple of `channels`.
 void set_buffer(const std::string &name, long channels, double sample_rate,
                 std::vector<float> samples);
 void delete_buffer(const std::string &name);
@@ -147,7 +147,8 @@ std::vector<number> take_numbers();
 /// The rules broken since the last call, one line each; locks still held count as broken.
 std::vector<std::string> take_faults();
 
-/// Makes the k-th allocation from now on fail (1 is the next; object_alloc and sysmem_newptr count).
+/// Makes the k-th allocation from now on fail (1 is the next; object_alloc and sysmem_newptr
+/// count).
 void fail_allocation(long k);
 
 } // namespace host

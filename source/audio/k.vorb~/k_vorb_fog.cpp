@@ -1,0 +1,74 @@
+// One fog's beginning: derived values, and the starting state of its envelope and reading head.
+#include "k_vorb.h"
+
+#include <cmath>
+
+void vorb_update(inputs *in)
+{
+    in->bw_pi = in->bw * in->pi;
+    in->tex_w = in->pi / in->tex;
+    in->atten_w = in->pi / in->atten;
+    in->bw_grow = std::exp(in->bw_pi * in->sp);
+    in->tex_step = in->tex > 0 ? in->tex_w * in->sp : 0;
+    in->atten_step = in->atten > 0 ? in->atten_w * in->sp : 0;
+    in->bw_decay = std::exp(-in->bw_pi * in->sp);
+    in->tex_cos2 = 2.0 * std::cos(in->tex_step);
+    in->atten_cos2 = 2.0 * std::cos(in->atten_step);
+    for (int k = 0; k < vorb_slots; ++k) in->fog_amps[k] = in->amps[k];
+    in->changed = 0;
+}
+
+/// What the fog needs to know of its buffer; without one the record's former rate stands.
+static void vorb_measure_buffer(vorb_fogread *reader, inputs *in)
+{
+    t_buffer_obj *b = vorb_buffer(reader->bufref);
+    if (!b) return;
+    reader->frames_per_ms = buffer_getsamplerate(b) / 1000.0;
+    if (in->debatt_all)
+        in->debatt =
+            double(buffer_getframecount(b)) / buffer_getsamplerate(b) / in->trans - in->atten;
+}
+
+/// `start` is the sample of the block at which the fog begins, and `x` the time in seconds from the
+/// exact onset to that sample.
+void vorb_onset(vorb_fog *fog, inputs *in, std::int64_t start, double x)
+{
+    const double sp = in->sp, sr = in->sr;
+    vorb_fogread &reader = fog->reader;
+    vorb_measure_buffer(&reader, in);
+    const double d = in->debatt - x; // from the first sample to the start of the attenuation
+
+    fog->tex_count = 0;
+    if (in->tex > sp) {
+        fog->tex_count = k_trunc((in->tex - x) * sr + 1.0);
+        const double phi = in->tex_w * x;
+        fog->tex_y1 = 0.5 * std::cos(in->pi - in->tex_step + phi);
+        fog->tex_y2 = 0.5 * std::cos(in->pi - 2 * in->tex_step + phi);
+    }
+    fog->delay = start;
+    const std::int64_t until_atten = k_trunc(d * sr + 1.0);
+    fog->amp = std::exp(-in->bw_pi * x) * in->bw_grow; // one decay step above the first sample
+
+    fog->atten_count = 0;
+    if (in->atten > sp) {
+        const double tau = double(until_atten) * sp - d; // into the attenuation at its first sample
+        fog->atten_count = k_trunc((in->atten - tau) * sr + 1.0);
+        const double psi = in->atten_w * tau;
+        fog->atten_y1 = 0.5 * std::cos(-in->atten_step + psi);
+        fog->atten_y2 = 0.5 * std::cos(-2 * in->atten_step + psi);
+    }
+    // An attenuation that would begin within the attack waits for its end, whole and with the phase
+    // computed above: deliberate. Unsigned, for a negative attack count of a far-off onset time.
+    fog->sustain = until_atten > fog->tex_count
+                       ? std::int64_t(std::uint64_t(until_atten) - std::uint64_t(fog->tex_count))
+                       : 0;
+
+    reader.pos_ms = in->offset - (double(start) * sp + (sp - x)) * in->trans * 1000.0;
+    reader.pos_step_ms = in->trans * in->vs_ms;
+    // Milliseconds where the reader takes frames: the first block's sweep, deliberate.
+    reader.prev_pos = reader.pos_ms - reader.pos_step_ms;
+    reader.lp_y[0] = reader.lp_y[1] = 0.0; // only these: the others carry on, deliberate
+    reader.lp_a = in->lp1;
+    reader.lp_am1 = in->lp1m;
+    reader.lp_k = std::pow(0.5, sp * in->lp2);
+}

@@ -1,0 +1,30 @@
+// The scratch blocks that readers fill and renderers mix, one per source channel.
+#include "k_vorb.h"
+
+#include <algorithm>
+#include <iterator>
+
+double *temp1 = nullptr, *temp2 = nullptr, *temp3 = nullptr, *temp4 = nullptr;
+std::int64_t temp_size = 0;
+
+// Instances in patchers of different vector sizes share the blocks, so the room never shrinks below
+// the largest size met, whatever the last instance asked for.
+static std::int64_t room = 0;
+
+static double **const blocks[] = {&temp1, &temp2, &temp3, &temp4};
+
+void vorb_size_scratch(double vs)
+{
+    const bool none =
+        std::all_of(std::begin(blocks), std::end(blocks), [](double **block) { return !*block; });
+    if (!none && double(temp_size) == vs) return;
+    temp_size = k_trunc(vs);
+    room = std::max(room, temp_size);
+    for (double **block : blocks) {
+        if (*block) sysmem_freeptr(*block);
+        *block = reinterpret_cast<double *>(sysmem_newptr(std::size_t(room) * sizeof(double)));
+        if (*block) std::fill_n(*block, room, 0.0); // may be heard before it is written
+    }
+}
+
+bool vorb_scratch_holds(std::int64_t n) { return n <= room && temp1 && temp2 && temp3 && temp4; }

@@ -1,0 +1,216 @@
+// buffer~ objects, references to them, and the notices that keep references true.
+#include "host_state.h"
+
+#include <algorithm>
+
+#if defined(__SANITIZE_ADDRESS__)
+#define WITH_ASAN 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define WITH_ASAN 1
+#endif
+#endif
+#ifdef WITH_ASAN
+#include <sanitizer/asan_interface.h>
+#else
+#define ASAN_POISON_MEMORY_REGION(p, n) (static_cast<void>(p), static_cast<void>(n))
+#define ASAN_UNPOISON_MEMORY_REGION(p, n) (static_cast<void>(p), static_cast<void>(n))
+#endif
+
+namespace host {
+
+static buffer *find_buffer(const t_symbol *name)
+{
+    const auto found = now.buffers.find(name ? name->s_name : "");
+    return found == now.buffers.end() ? nullptr : found->second.get();
+}
+
+/// The buffer an external was handed, or null, which is a fault of the call named.
+static buffer *checked(const t_buffer_obj *object, const char *call)
+{
+    const own_heap_use own;
+    for (const auto &b : now.buffers)
+        if (&b.second->object == object) return b.second.get();
+    fault(std::string(call) + ": no such buffer");
+    return nullptr;
+}
+
+static size_t bytes(const buffer &b)
+{
+    return static_cast<size_t>(b.frames * b.channels) * sizeof(float);
+}
+
+/// Outside a lock the samples must not be touched; the address sanitizer, where built in, sees to
+/// it.
+static void close_samples(const buffer &b) { ASAN_POISON_MEMORY_REGION(b.samples.get(), bytes(b)); }
+static void open_samples(const buffer &b)
+{
+    ASAN_UNPOISON_MEMORY_REGION(b.samples.get(), bytes(b));
+}
+
+static void check_unlocked(const buffer &b)
+{
+    if (b.locks) fault(std::string("buffer ") + b.name->s_name + " is still locked");
+}
+
+void check_locks()
+{
+    for (const auto &b : now.buffers) check_unlocked(*b.second);
+}
+
+void notify(t_symbol *name, const char *message, buffer *sender)
+{
+    using handler = t_max_err (*)(t_object *, t_symbol *, t_symbol *, void *, void *);
+    const in_context main(context::main);
+    std::vector<instance *> owners; // each is told once, however many references it has
+    for (const auto &ref : now.references)
+        if (ref->name == name && std::count(owners.begin(), owners.end(), ref->owner) == 0)
+            owners.push_back(ref->owner);
+    for (instance *owner : owners) {
+        const auto found = owner->type->methods.find("notify");
+        if (found == owner->type->methods.end()) continue;
+        reinterpret_cast<handler>(found->second.handler)(owner->memory, name, gensym(message),
+                                                         &sender->object, nullptr);
+    }
+}
+
+void set_buffer(const std::string &name, long channels, double sample_rate,
+                std::vector<float> samples)
+{
+    if (channels < 1 || samples.size() % static_cast<size_t>(channels))
+        throw error("buffer " + name + ": the samples are not whole frames");
+    auto &slot = now.buffers[name];
+    const bool fresh = !slot;
+    if (fresh) {
+        slot = std::make_unique<buffer>();
+        slot->name = gensym(name.c_str());
+    }
+    buffer &b = *slot;
+    check_unlocked(b);
+    open_samples(b);
+    b.samples = std::make_unique<float[]>(samples.size());
+    std::copy(samples.begin(), samples.end(), b.samples.get());
+    b.channels = channels;
+    b.frames = static_cast<long>(samples.size()) / channels;
+    b.sample_rate = sample_rate;
+    close_samples(b);
+    notify(b.name, fresh ? "globalsymbol_binding" : "buffer_modified", &b);
+}
+
+void delete_buffer(const std::string &name)
+{
+    const auto found = now.buffers.find(name);
+    if (found == now.buffers.end()) throw error("no buffer " + name);
+    buffer &b = *found->second;
+    check_unlocked(b);
+    now.views[name] += b.views;
+    const auto going = std::move(found->second);
+    now.buffers.erase(found);
+    notify(going->name, "globalsymbol_unbinding", going.get());
+    open_samples(*going);
+}
+
+void refuse_locks(const std::string &name, bool yes)
+{
+    const auto found = now.buffers.find(name);
+    if (found == now.buffers.end()) throw error("no buffer " + name);
+    found->second->refuses_locks = yes;
+}
+
+int views(const std::string &name)
+{
+    const auto found = now.buffers.find(name);
+    return (found == now.buffers.end() ? 0 : found->second->views) + now.views[name];
+}
+
+/// The reference behind a handle, or null, which is a fault of the call named.
+static t_buffer_ref *checked(const t_buffer_ref *ref, const char *call)
+{
+    const own_heap_use own;
+    for (const auto &known : now.references)
+        if (known.get() == ref) return known.get();
+    fault(std::string(call) + ": no such buffer reference");
+    return nullptr;
+}
+
+} // namespace host
+
+t_buffer_ref *buffer_ref_new(t_object *self, t_symbol *name)
+{
+    host::main_only("buffer_ref_new");
+    instance *owner = host::find(self, "buffer_ref_new");
+    if (!owner) return nullptr;
+    auto ref = std::make_unique<t_buffer_ref>(t_buffer_ref{owner, name, host::find_buffer(name)});
+    return host::now.references.emplace_back(std::move(ref)).get();
+}
+
+void buffer_ref_set(t_buffer_ref *ref, t_symbol *name)
+{
+    host::main_only("buffer_ref_set");
+    t_buffer_ref *known = host::checked(ref, "buffer_ref_set");
+    if (!known) return;
+    known->name = name;
+    known->bound = host::find_buffer(name);
+}
+
+t_buffer_obj *buffer_ref_getobject(t_buffer_ref *ref)
+{
+    const t_buffer_ref *known = host::checked(ref, "buffer_ref_getobject");
+    if (!known) return nullptr;
+    buffer *there = host::find_buffer(known->name);
+    if (known->bound != there) host::fault("a notice was not forwarded to its buffer reference");
+    return there ? &there->object : nullptr;
+}
+
+t_max_err buffer_ref_notify(t_buffer_ref *ref, t_symbol *s, t_symbol *msg, void *sender, void *)
+{
+    host::main_only("buffer_ref_notify");
+    t_buffer_ref *known = host::checked(ref, "buffer_ref_notify");
+    if (!known || !s || !msg) return MAX_ERR_INVALID_PTR;
+    if (known->name != s) return MAX_ERR_NONE; // another buffer's notice
+    if (msg == gensym("globalsymbol_unbinding")) known->bound = nullptr;
+    else if (msg == gensym("globalsymbol_binding"))
+        known->bound = host::checked(static_cast<t_buffer_obj *>(sender), "buffer_ref_notify");
+    return MAX_ERR_NONE;
+}
+
+void buffer_view(t_buffer_obj *object)
+{
+    host::main_only("buffer_view");
+    if (buffer *b = host::checked(object, "buffer_view")) ++b->views;
+}
+
+float *buffer_locksamples(t_buffer_obj *object)
+{
+    if (!object) return nullptr;
+    buffer *b = host::checked(object, "buffer_locksamples");
+    if (!b || b->refuses_locks) return nullptr;
+    if (b->locks++ == 0) host::open_samples(*b);
+    return b->samples.get();
+}
+
+void buffer_unlocksamples(t_buffer_obj *object)
+{
+    buffer *b = host::checked(object, "buffer_unlocksamples");
+    if (!b) return;
+    if (b->locks == 0) return host::fault("buffer_unlocksamples: the buffer is not locked");
+    if (--b->locks == 0) host::close_samples(*b);
+}
+
+t_atom_long buffer_getframecount(t_buffer_obj *object)
+{
+    const buffer *b = host::checked(object, "buffer_getframecount");
+    return b ? b->frames : 0;
+}
+
+t_atom_long buffer_getchannelcount(t_buffer_obj *object)
+{
+    const buffer *b = host::checked(object, "buffer_getchannelcount");
+    return b ? b->channels : 0;
+}
+
+t_atom_float buffer_getsamplerate(t_buffer_obj *object)
+{
+    const buffer *b = host::checked(object, "buffer_getsamplerate");
+    return b ? b->sample_rate : 0;
+}

@@ -1,0 +1,53 @@
+// The rules: which call may come from where, and the list of those broken.
+#include "host_state.h"
+
+namespace host {
+
+thread_local context running = context::main;
+static thread_local int own_uses = 0;
+
+own_heap_use::own_heap_use() { ++own_uses; }
+own_heap_use::~own_heap_use() { --own_uses; }
+
+void fault(const std::string &text)
+{
+    const own_heap_use own;
+    now.faults.push_back(text);
+}
+
+static const char *where()
+{
+    return running == context::main        ? "main thread"
+           : running == context::scheduler ? "scheduler thread"
+                                           : "audio thread";
+}
+
+static void forbidden_here(const char *call)
+{
+    const own_heap_use own;
+    fault(std::string(call) + " called from the " + where());
+}
+
+void main_only(const char *call)
+{
+    if (running != context::main) forbidden_here(call);
+}
+
+void not_in_audio(const char *call)
+{
+    if (running == context::audio) forbidden_here(call);
+}
+
+std::vector<std::string> take_faults()
+{
+    check_locks();
+    return std::exchange(now.faults, {});
+}
+
+} // namespace host
+
+void host_heap_used()
+{
+    if (host::running == host::context::audio && host::own_uses == 0)
+        host::fault("the heap is used on the audio thread");
+}

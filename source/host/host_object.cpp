@@ -1,0 +1,150 @@
+// Instances: made from the text of a box, with their inlets and outlets.
+#include "host_state.h"
+
+#include <algorithm>
+#include <cstring>
+
+static t_ptr_int magic = 1758379419; // every object of the host carries it
+
+namespace host {
+
+instance *find(const void *x, const char *call)
+{
+    for (const auto &candidate : now.instances)
+        if (candidate->memory == x) return candidate.get();
+    fault(std::string(call) + ": no such object");
+    return nullptr;
+}
+
+instance &get(const t_object *x)
+{
+    for (const auto &candidate : now.instances)
+        if (candidate->memory == x) return *candidate;
+    throw error("no such object");
+}
+
+t_object *create(std::string_view box)
+{
+    using constructor = t_object *(*)(t_symbol *, long, t_atom *);
+    atoms words = parse(box);
+    const std::string name =
+        words.empty() || words[0].a_type != A_SYM ? "" : words[0].a_w.w_sym->s_name;
+    t_class *c = find_class(name);
+    if (!c && !name.empty() && load_class(name)) c = find_class(name);
+    if (!c) {
+        object_error(nullptr, "%s: No such object", name.c_str());
+        return nullptr;
+    }
+    const in_context main(context::main);
+    t_object *x = reinterpret_cast<constructor>(c->make)(
+        words[0].a_w.w_sym, static_cast<long>(words.size()) - 1, words.data() + 1);
+    now.chain_stale = true;
+    return x;
+}
+
+void destroy(t_object *x)
+{
+    instance &going = get(x);
+    const in_context main(context::main);
+    stop_deferred(x);
+    if (going.type->free) reinterpret_cast<void (*)(t_object *)>(going.type->free)(x);
+    if (going.signal_inlets) fault("the instance was freed without z_dsp_free");
+    // References that the external keeps for ever end with their owner here.
+    auto &references = now.references;
+    references.erase(std::remove_if(references.begin(), references.end(),
+                                    [&](auto &ref) { return ref->owner == &going; }),
+                     references.end());
+    auto &all = now.instances;
+    all.erase(std::find_if(all.begin(), all.end(), [&](auto &i) { return i.get() == &going; }));
+    release(x, "object_free");
+    now.chain_stale = true;
+}
+
+int inlets(const t_object *x) { return std::max(1, static_cast<int>(get(x).signal_inlets)); }
+
+std::vector<std::string> outlets(const t_object *x)
+{
+    std::vector<std::string> types;
+    for (const t_outlet &outlet : get(x).outlets_made) types.insert(types.begin(), outlet.type);
+    return types;
+}
+
+int signal_outlets(const t_object *x)
+{
+    const auto types = outlets(x);
+    return static_cast<int>(std::count(types.begin(), types.end(), "signal"));
+}
+
+std::string assist(t_object *x, long kind, long index)
+{
+    using handler = void (*)(t_object *, void *, long, long, char *);
+    const instance &asked = get(x);
+    const auto found = asked.type->methods.find("assist");
+    if (found == asked.type->methods.end()) return "";
+    const in_context main(context::main);
+    char text[4 * ASSIST_MAX_STRING_LEN] = "";
+    reinterpret_cast<handler>(found->second.handler)(x, nullptr, kind, index, text);
+    if (std::strlen(text) >= ASSIST_MAX_STRING_LEN) fault("assist: the text is too long");
+    return text;
+}
+
+void double_click(t_object *x)
+{
+    const auto found = get(x).type->methods.find("dblclick");
+    if (found == get(x).type->methods.end()) return;
+    const in_context main(context::main);
+    reinterpret_cast<void (*)(t_object *)>(found->second.handler)(x);
+}
+
+/// Adds an outlet of the type named to an instance; null when that is a fault.
+static t_outlet *add_outlet(void *x, const char *type, const char *call)
+{
+    main_only(call);
+    instance *owner = find(x, call);
+    if (!owner) return nullptr;
+    now.chain_stale = true;
+    return &owner->outlets_made.emplace_back(t_outlet{owner, type});
+}
+
+} // namespace host
+
+void *object_alloc(t_class *c)
+{
+    host::main_only("object_alloc");
+    if (!c || !c->registered) {
+        host::fault("object_alloc: the class is not registered");
+        return nullptr;
+    }
+    void *memory = host::allocate(c->size, 0);
+    if (!memory) return nullptr;
+    auto fresh = std::make_unique<instance>();
+    fresh->type = c;
+    fresh->memory = static_cast<t_object *>(memory);
+    fresh->memory->o_magic = magic;
+    host::now.instances.push_back(std::move(fresh));
+    return memory;
+}
+
+long proxy_getinlet(t_object *x)
+{
+    const instance *asked = host::find(x, "proxy_getinlet");
+    return asked ? asked->current_inlet : 0;
+}
+
+void *intout(void *x) { return host::add_outlet(x, "int", "intout"); }
+
+void *outlet_new(void *x, C74_CONST char *type) { return host::add_outlet(x, type, "outlet_new"); }
+
+void *outlet_int(t_outlet *o, t_atom_long n)
+{
+    host::not_in_audio("outlet_int");
+    for (const auto &x : host::now.instances)
+        for (size_t k = 0; k < x->outlets_made.size(); ++k)
+            if (&x->outlets_made[k] == o && o->type == "int") {
+                const int from_left = static_cast<int>(x->outlets_made.size() - 1 - k);
+                host::now.numbers.push_back({host::now.clock_ms, x->memory, from_left, n});
+                return reinterpret_cast<void *>(1);
+            }
+    host::fault("outlet_int: no such integer outlet");
+    return nullptr;
+}

@@ -1,0 +1,166 @@
+// What the host's own files share: the session's records, the running context and the rules.
+#pragma once
+
+#include "ext_buffer.h"
+#include "ext_obex.h"
+#include "host.h"
+#include "z_dsp.h"
+
+#include <deque>
+#include <map>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+/// What a message is bound to.
+struct binding {
+    method handler;
+    std::vector<int> types; // type codes without the closing 0
+};
+
+struct t_class {
+    std::string name;
+    method make, free;
+    size_t size;
+    int type; // of the constructor's arguments
+    std::map<std::string, binding, std::less<>> methods;
+    bool signal = false;
+    bool registered = false;
+};
+
+struct instance;
+
+struct t_outlet {
+    instance *owner;
+    std::string type;
+};
+
+namespace host {
+
+constexpr long max_frames = 8192; // room of every signal vector
+
+using vector = std::vector<double>;
+
+/// The thread a call stands for. One real thread plays all three in turn, so that which calls are
+/// allowed where can be checked without a race.
+enum class context { main, scheduler, audio };
+
+struct performer {
+    t_perfroutine64 routine;
+    long flags;
+    void *userparam;
+};
+
+/// A queued call: what defer() was given, its atoms copied.
+struct deferred {
+    t_object *object;
+    method fn;
+    t_symbol *symbol;
+    bool has_atoms;
+    atoms args;
+};
+
+} // namespace host
+
+/// An object of the session and the host's side of it.
+struct instance {
+    t_class *type = nullptr;
+    t_object *memory = nullptr; // what the external sees
+    long current_inlet = 0;     // inlet of the message being delivered, 0 outside
+    long signal_inlets = 0;
+    std::deque<t_outlet> outlets_made; // in order of creation: from the right
+    double own_rate = 0;               // 0: the session's
+    long own_vector = 0;
+    std::vector<int> cords;            // per inlet
+    std::vector<host::vector> sources; // what the user feeds each inlet
+    std::vector<host::vector> wires;   // what the perform routine sees: inlets, outlets
+    std::vector<host::performer> chain;
+
+    t_pxobject *header() const { return reinterpret_cast<t_pxobject *>(memory); }
+};
+
+/// A buffer~: its object is what externals are handed.
+struct buffer {
+    t_object object{};
+    t_symbol *name = nullptr;
+    long channels = 1;
+    double sample_rate = 44100;
+    std::unique_ptr<float[]> samples;
+    long frames = 0;
+    int locks = 0;
+    bool refuses_locks = false;
+    int views = 0;
+};
+
+struct t_buffer_ref {
+    instance *owner;
+    t_symbol *name;
+    buffer *bound; // as the notices that the owner forwarded tell it
+};
+
+namespace host {
+
+struct session {
+    std::vector<std::unique_ptr<instance>> instances; // in order of creation
+    std::vector<std::unique_ptr<t_buffer_ref>> references;
+    std::map<std::string, std::unique_ptr<buffer>, std::less<>> buffers;
+    std::map<std::string, int, std::less<>> views; // of deleted buffers too
+    std::deque<deferred> queue;
+    bool defer_at_once = false;
+    std::vector<line> console;
+    std::vector<number> numbers;
+    std::vector<std::string> faults;
+    double clock_ms = 0;
+    double sample_rate = 44100;
+    long vector_size = 64;
+    bool audio_on = false;
+    bool chain_stale = true;
+    long allocations_until_failure = 0; // 0: none fails
+};
+
+extern session now;
+extern thread_local context running;
+
+/// Runs a piece of work in another context and returns to the former one.
+struct in_context {
+    explicit in_context(context c) : before(running) { running = c; }
+    ~in_context() { running = before; }
+    in_context(const in_context &) = delete;
+
+    const context before;
+};
+
+/// While it lives, heap use inside a perform routine is the host's own and no fault.
+struct own_heap_use {
+    own_heap_use();
+    ~own_heap_use();
+    own_heap_use(const own_heap_use &) = delete;
+};
+
+void fault(const std::string &text);
+/// The call named is allowed only where `allowed` says; elsewhere it is a fault.
+void main_only(const char *call);
+void not_in_audio(const char *call);
+
+/// The instance behind a pointer, or null, which is a fault of the call named.
+instance *find(const void *x, const char *call);
+/// The same without a fault, for the host's user: throws error.
+instance &get(const t_object *x);
+
+void *allocate(size_t size, int fill); // counted, may be told to fail, null then
+void release(void *memory, const char *call);
+void release_everything();
+
+t_class *find_class(std::string_view name);
+bool load_class(const std::string &name);
+void forget_loaded_classes();
+
+void deliver(instance &x, int inlet, const char *selector, const atoms &args);
+void notify(t_symbol *name, const char *message, buffer *sender);
+void stop_deferred(const t_object *x);
+void check_locks();
+
+} // namespace host
