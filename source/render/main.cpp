@@ -1,0 +1,92 @@
+// render: plays a score off line and writes a sound file.
+#include "failure.h"
+#include "options.h"
+#include "player.h"
+#include "report.h"
+#include "sound_writer.h"
+#include "stage.h"
+
+#include <algorithm>
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+
+static volatile std::sig_atomic_t interrupted = 0;
+
+/// A disk quota shows as a failed write and an interrupt as a failed render: both must still remove
+/// the temporary file.
+static void keep_signals_quiet()
+{
+    std::signal(SIGXFSZ, SIG_IGN);
+    for (const int s : {SIGINT, SIGTERM, SIGHUP}) std::signal(s, [](int) { interrupted = 1; });
+}
+
+static void check_output(const options &o, const sound_shelf &sounds)
+{
+    for (const auto &[file, sound] : sounds)
+        if (std::filesystem::exists(o.output) && std::filesystem::equivalent(file, o.output))
+            throw bad_input(o.output.string() + ": the score itself plays that file");
+}
+
+static void stop_at_faults()
+{
+    const auto faults = host::take_faults();
+    for (const std::string &fault : faults) std::fprintf(stderr, "fault: %s\n", fault.c_str());
+    if (!faults.empty()) throw std::runtime_error("render: the object broke the host's rules");
+}
+
+static double loudest(const std::vector<double> &samples)
+{
+    double peak = 0;
+    for (const double v : samples) peak = std::max(peak, std::abs(v));
+    return peak;
+}
+
+static void render(const options &o)
+{
+    const score notes = read_score(o.score);
+    const sound_shelf sounds = load_sounds(notes);
+    check_output(o, sounds);
+    host::add_folder(o.externals);
+    host::set_audio(o.rate, o.vector);
+    const std::vector<t_object *> objects = make_objects(notes);
+    check_events(notes, objects);
+    player playing(notes, sounds, objects, o.rate, o.vector);
+    sound_writer file(o.output, choose_format(o.output, o.format, playing.channels(), o.rate));
+    report news(notes, objects);
+    double peak = 0;
+    while (!playing.finished()) {
+        if (interrupted) throw std::runtime_error("render: interrupted");
+        const bool wanted = playing.now_ms() >= o.start_ms;
+        const std::vector<double> &block = playing.block();
+        news.host_news();
+        stop_at_faults();
+        if (wanted) {
+            file.write(block);
+            peak = std::max(peak, loudest(block));
+        }
+        news.progress(playing.now_ms());
+    }
+    if (!file.frames()) throw bad_input(o.score + ": it ends before there is anything to write");
+    for (t_object *x : objects) host::destroy(x);
+    news.host_news();
+    stop_at_faults();
+    file.finish();
+    news.closing(o.output, static_cast<double>(file.frames()) / o.rate, playing.channels(), peak,
+                 file.clips());
+}
+
+int main(int argc, char **argv)
+{
+    keep_signals_quiet();
+    try {
+        if (const auto o = read_options(argc, argv)) render(*o);
+        return 0;
+    } catch (const bad_input &wrong) {
+        std::fprintf(stderr, "%s\n", wrong.what());
+        return 2;
+    } catch (const std::exception &wrong) {
+        std::fprintf(stderr, "%s\n", wrong.what());
+        return 1;
+    }
+}

@@ -1,0 +1,31 @@
+// Straight lines, computed from the time passed so that long ones do not drift.
+#include "signal_line.h"
+
+#include "words.h"
+
+#include <stdexcept>
+
+static double positive(std::string_view word)
+{
+    const double ms = number(word);
+    if (ms < 0) throw std::invalid_argument("a signal's time is below 0: " + std::string(word));
+    return ms;
+}
+
+signal_line::signal_line(const std::vector<std::string_view> &words)
+{
+    if (words.empty()) throw std::invalid_argument("signal needs a number, or off");
+    points.push_back({0, number(words[0])});
+    if (words.size() % 2 == 0)
+        throw std::invalid_argument("signal needs a start, then pairs of target and time in ms");
+    for (size_t i = 1; i < words.size(); i += 2)
+        points.push_back({points.back().ms + positive(words[i + 1]), number(words[i])});
+}
+
+double signal_line::at(double ms)
+{
+    while (next < points.size() && ms >= points[next].ms) ++next;
+    if (next == points.size()) return points.back().value;
+    const point &from = points[next - 1], &to = points[next];
+    return from.value + (to.value - from.value) * (ms - from.ms) / (to.ms - from.ms);
+}

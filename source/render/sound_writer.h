@@ -1,0 +1,45 @@
+// Writing a sound file that is either whole or not there.
+#pragma once
+
+#include <filesystem>
+#include <sndfile.h>
+#include <string>
+#include <vector>
+
+/// What a file name's ending and a --format word choose; throws bad_input when they do not go
+/// together or cannot hold so many channels.
+SF_INFO choose_format(const std::filesystem::path &file, const std::string &word, int channels,
+                      int rate);
+
+/// Words that --format takes, for the help text.
+std::string format_words();
+std::string format_endings();
+
+/// Grows under a temporary name beside the wanted file and takes its place in finish(). Every
+/// failure throws bad_input and leaves nothing behind.
+class sound_writer {
+public:
+    sound_writer(const std::filesystem::path &wanted, const SF_INFO &wanted_info);
+    ~sound_writer();
+    sound_writer(const sound_writer &) = delete;
+    sound_writer &operator=(const sound_writer &) = delete;
+
+    /// Interleaved frames.
+    void write(const std::vector<double> &samples);
+    void finish();
+
+    sf_count_t frames() const { return written; }
+    /// True for formats that cannot hold values beyond full scale.
+    bool clips() const;
+
+private:
+    [[noreturn]] void fail(const std::string &why) const;
+    void check_place() const;
+    void open_temporary();
+    void close();
+
+    std::filesystem::path file, temporary;
+    SF_INFO info;
+    SNDFILE *out = nullptr;
+    sf_count_t written = 0;
+};

@@ -1,0 +1,82 @@
+// Cutting a score line into words, and reading numbers whatever the locale.
+#include "words.h"
+
+#include <charconv>
+#include <locale>
+#include <sstream>
+#include <stdexcept>
+
+static constexpr std::string_view blanks = " \t\r";
+
+/// Where the word that starts at `begin` ends.
+static size_t word_end(std::string_view text, size_t begin)
+{
+    bool quoted = false;
+    size_t i = begin;
+    for (; i < text.size(); ++i) {
+        if (text[i] == '"') quoted = !quoted;
+        if (!quoted && blanks.find(text[i]) != blanks.npos) break;
+    }
+    return i;
+}
+
+static std::string_view trim(std::string_view text)
+{
+    const size_t first = text.find_first_not_of(blanks);
+    if (first == text.npos) return {};
+    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
+
+std::string_view without_comment(std::string_view line)
+{
+    for (size_t i = 0; (i = line.find_first_not_of(blanks, i)) != line.npos; i = word_end(line, i))
+        if (line[i] == '#') return trim(line.substr(0, i));
+    return trim(line);
+}
+
+std::string_view take_word(std::string_view &text)
+{
+    text = trim(text);
+    const std::string_view word = text.substr(0, word_end(text, 0));
+    text = trim(text.substr(word.size()));
+    return word;
+}
+
+std::vector<std::string_view> words_of(std::string_view text)
+{
+    std::vector<std::string_view> words;
+    while (!text.empty()) words.push_back(take_word(text));
+    return words;
+}
+
+std::vector<std::string> messages_of(std::string_view text)
+{
+    std::vector<std::string> messages(1);
+    bool quoted = false;
+    for (const char c : text) {
+        if (c == '"') quoted = !quoted;
+        if (c == ',' && !quoted) messages.emplace_back();
+        else messages.back() += c;
+    }
+    return messages;
+}
+
+double number(std::string_view word)
+{
+    // A stream with its own locale: floating from_chars is missing from some standard libraries.
+    std::istringstream in{std::string(word)};
+    in.imbue(std::locale::classic());
+    double value;
+    if (!(in >> value) || !in.eof())
+        throw std::invalid_argument("not a number: " + std::string(word));
+    return value;
+}
+
+int count(std::string_view word)
+{
+    int value = 0;
+    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), value);
+    if (error != std::errc{} || end != word.data() + word.size() || value < 0)
+        throw std::invalid_argument("not a whole number: " + std::string(word));
+    return value;
+}

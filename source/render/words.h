@@ -1,0 +1,23 @@
+// Cutting a score line into words, and reading numbers whatever the locale.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// The line without its comment, which starts at a `#` that begins a word.
+std::string_view without_comment(std::string_view line);
+
+/// Takes the first word off `text`, which keeps the rest without blanks at its ends. Double quotes
+/// hold blanks together and stay part of the word.
+std::string_view take_word(std::string_view &text);
+
+std::vector<std::string_view> words_of(std::string_view text);
+
+/// The messages of a message box: commas outside quotes stand between them.
+std::vector<std::string> messages_of(std::string_view text);
+
+/// Throws std::invalid_argument unless the whole word is a finite number.
+double number(std::string_view word);
+/// The same for whole numbers from 0.
+int count(std::string_view word);

@@ -1,0 +1,20 @@
+// Runs the render program as a child process.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+struct outcome {
+    int status; // -1 when a signal ended it
+    std::string out, err;
+};
+
+struct circumstances {
+    long largest_file = 0;        // bytes; 0 for no limit
+    int interrupted_after_ms = 0; // 0 for not at all
+};
+
+/// In a folder, which relative names then start from.
+outcome run_render(const std::filesystem::path &folder, const std::vector<std::string> &arguments,
+                   const circumstances &around = {});

@@ -1,0 +1,78 @@
+// The output file is whole or not there.
+#include "workshop.h"
+
+#include <sndfile.h>
+
+class Output : public workshop {
+protected:
+    void SetUp() override
+    {
+        workshop::SetUp();
+        write("s.score", "buffer b half.wav\nobject v k.vorb~ 2 b 20 0 0 0 1 2 5 2 1\n"
+                         "0 v 0 signal 103.7 311.3 5000\n0 v 1 signal 0 1500 5000\n5000 end\n");
+        before = inventory();
+    }
+
+    std::string before;
+};
+
+TEST_F(Output, is_the_same_to_the_byte_every_time)
+{
+    ASSERT_EQ(run({"s.score", "-o", "a.wav"}).status, 0);
+    ASSERT_EQ(run({"s.score", "-o", "b.wav"}).status, 0);
+    EXPECT_GT(text_of("a.wav").size(), 1000000u);
+    EXPECT_EQ(text_of("a.wav"), text_of("b.wav"));
+}
+
+TEST_F(Output, replaces_an_older_file_and_leaves_nothing_beside_it)
+{
+    write("a.wav", "older");
+    ASSERT_EQ(run({"s.score", "-o", "a.wav"}).status, 0);
+    EXPECT_NEAR(listen(folder / "a.wav").seconds(), 5, 0.01);
+    EXPECT_EQ(inventory(), "a.wav " + before);
+}
+
+TEST_F(Output, may_be_read_as_any_new_file)
+{
+    write("plain", "");
+    ASSERT_EQ(run({"s.score", "-o", "a.wav"}).status, 0);
+    EXPECT_EQ(std::filesystem::status(folder / "a.wav").permissions(),
+              std::filesystem::status(folder / "plain").permissions());
+}
+
+TEST_F(Output, a_full_disk_is_said_and_leaves_nothing)
+{
+    write("old.wav", "older");
+    for (const std::string name : {"x.wav", "x.aiff", "x.caf", "x.flac", "x.ogg", "old.wav"}) {
+        ASSERT_EQ(run({"s.score", "-o", name}, {6000, 0}).status, 2) << name;
+        EXPECT_NE(last.err.find("\n" + name + ": cannot be written: "), std::string::npos)
+            << last.err;
+        EXPECT_EQ(last.out, "");
+        EXPECT_EQ(inventory(), before.substr(0, before.find("quarter")) + "old.wav " +
+                                   before.substr(before.find("quarter")));
+    }
+    EXPECT_EQ(text_of("old.wav"), "older");
+}
+
+TEST_F(Output, an_interrupt_leaves_nothing)
+{
+    write("long.score", "object v k.vorb~\n86400000 end\n");
+    EXPECT_EQ(run({"long.score", "-o", "x.flac"}, {0, 300}).status, 1);
+    EXPECT_NE(last.err.find("render: interrupted\n"), std::string::npos) << last.err;
+    std::filesystem::remove(folder / "long.score");
+    EXPECT_EQ(inventory(), before);
+}
+
+TEST_F(Output, integers_stop_at_full_scale_instead_of_turning_over)
+{
+    write("loud.score", "buffer b half.wav\nobject v k.vorb~ 2 b 20 0 0 0 1 0 200 0 1\n"
+                        "0 v 0 4. -4.\n0 v 0 bang\n100 end\n");
+    ASSERT_EQ(run({"loud.score", "-o", "x.wav", "--format", "pcm16"}).status, 0);
+    const recording integers = listen(folder / "x.wav");
+    EXPECT_GT(integers.channels[0][1000], 0.999);
+    EXPECT_LT(integers.channels[1][1000], -0.999);
+    EXPECT_NE(last.out.find("peak 6.0 dBFS (clipped)"), std::string::npos) << last.out;
+    ASSERT_EQ(run({"loud.score", "-o", "x.wav"}).status, 0);
+    EXPECT_FLOAT_EQ(listen(folder / "x.wav").channels[0][1000], 2);
+    EXPECT_NE(last.out.find("peak 6.0 dBFS (above full scale)"), std::string::npos) << last.out;
+}
