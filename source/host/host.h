@@ -30,7 +30,7 @@ struct line {
     std::string text;
 };
 
-/// A number that left an integer outlet; outlets count from the left.
+/// A number that left an integer outlet; all outlets count, from the left.
 struct number {
     double ms;
     const t_object *object;
@@ -40,8 +40,9 @@ struct number {
 
 // ---- Session ------------------------------------------------------------------------------------
 
-/// Frees every instance and buffer and forgets console, numbers, faults, clock and queue. Audio
-/// settings return to 44100 Hz and 64 frames, off. Externals stay loaded, with what they keep.
+/// Frees every instance and buffer and forgets console, numbers, clock, queue and former faults;
+/// those of the freeing itself can still be taken. Audio settings return to 44100 Hz and 64 frames,
+/// off. Externals stay loaded, with what they keep.
 void reset();
 
 // ---- Externals ----------------------------------------------------------------------------------
@@ -52,14 +53,15 @@ void add_folder(const std::string &folder);
 /// Registers an external that is compiled into the program by calling its entry point.
 void link(void (*ext_main)(void *));
 
-/// reset(), then unloads every external that came from a file and frees the memory it still held,
-/// so that the next create() meets its process-wide state as at first load.
+/// reset(), then unloads every external that came from a file, so that the next create() meets its
+/// process-wide state as at first load. Memory it still held is freed, unless an external was
+/// linked, whose own could not be told from it.
 void unload();
 
 // ---- Instances ----------------------------------------------------------------------------------
 
 /// Makes an instance from the text of an object box, "class argument ...". Null when there is no
-/// such class or its constructor declined; the console says why.
+/// such class, which the console says, or its constructor declined.
 t_object *create(std::string_view box);
 void destroy(t_object *x);
 
@@ -77,13 +79,17 @@ void double_click(t_object *x);
 
 t_atom atom(double v);
 t_atom atom(t_atom_long v);
+t_atom atom(int v);
 t_atom atom(const char *symbol);
 
 /// Atoms of a text as typed into a box: whole numbers are ints, numbers with a point or exponent
 /// floats, everything else (and what stands in double quotes) symbols.
 atoms parse(std::string_view text);
 
-/// Sends what a message box with this text would send; commas separate messages. Runs in the
+/// The messages of a text, which commas outside double quotes separate.
+std::vector<std::string> messages(std::string_view text);
+
+/// Sends what a message box with this text would send, one message after the other. Runs in the
 /// scheduler's context. Throws error for an inlet that x does not have.
 void send(t_object *x, int inlet, std::string_view text);
 void send(t_object *x, int inlet, const char *selector, const atoms &arguments);
@@ -104,7 +110,7 @@ void defer_at_once(bool yes);
 /// Sets sample rate (Hz) and vector size (frames) for all instances; takes effect at the next
 /// start_audio() or run(), but sys_getsr() and sys_getblksize() report it at once.
 void set_audio(double sample_rate, long vector_size);
-/// The same for one instance alone, as inside a polyphonic subpatch.
+/// The same for one instance alone, as inside a polyphonic subpatch; 0, 0 takes it back.
 void set_audio(t_object *x, double sample_rate, long vector_size);
 
 /// Plugs signal cords into an inlet; 0 unplugs. The chain is rebuilt before the next block.
@@ -117,7 +123,7 @@ void stop_audio();
 /// The signal that the next run() feeds into an inlet, one vector; it keeps its values from block
 /// to block and may be longer than the vector size. Heard only while the inlet is connected.
 double *input(t_object *x, int inlet);
-/// What the last run() left at a signal outlet, counted from the left.
+/// What the last run() left at a signal outlet; only these are counted, from the left.
 const double *output(const t_object *x, int outlet);
 
 /// One block through every instance; starts audio, or rebuilds the chain, if that is due. `frames`

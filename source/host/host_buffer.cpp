@@ -31,7 +31,7 @@ static buffer *checked(const t_buffer_obj *object, const char *call)
     const own_heap_use own;
     for (const auto &b : now.buffers)
         if (&b.second->object == object) return b.second.get();
-    fault(std::string(call) + ": no such buffer");
+    fault(call, ": no such buffer");
     return nullptr;
 }
 
@@ -50,7 +50,7 @@ static void open_samples(const buffer &b)
 
 static void check_unlocked(const buffer &b)
 {
-    if (b.locks) fault(std::string("buffer ") + b.name->s_name + " is still locked");
+    if (b.locks) fault("buffer ", b.name->s_name, " is still locked");
 }
 
 void check_locks()
@@ -60,17 +60,15 @@ void check_locks()
 
 void notify(t_symbol *name, const char *message, buffer *sender)
 {
-    using handler = t_max_err (*)(t_object *, t_symbol *, t_symbol *, void *, void *);
+    using handler = t_max_err(t_object *, t_symbol *, t_symbol *, void *, void *);
     const in_context main(context::main);
     std::vector<instance *> owners; // each is told once, however many references it has
     for (const auto &ref : now.references)
         if (ref->name == name && std::count(owners.begin(), owners.end(), ref->owner) == 0)
             owners.push_back(ref->owner);
     for (instance *owner : owners) {
-        const auto found = owner->type->methods.find("notify");
-        if (found == owner->type->methods.end()) continue;
-        reinterpret_cast<handler>(found->second.handler)(owner->memory, name, gensym(message),
-                                                         &sender->object, nullptr);
+        if (const auto told = method_of<handler>(*owner, "notify"))
+            told(owner->memory, name, gensym(message), &sender->object, nullptr);
     }
 }
 
@@ -103,7 +101,6 @@ void delete_buffer(const std::string &name)
     if (found == now.buffers.end()) throw error("no buffer " + name);
     buffer &b = *found->second;
     check_unlocked(b);
-    now.views[name] += b.views;
     const auto going = std::move(found->second);
     now.buffers.erase(found);
     notify(going->name, "globalsymbol_unbinding", going.get());
@@ -117,11 +114,7 @@ void refuse_locks(const std::string &name, bool yes)
     found->second->refuses_locks = yes;
 }
 
-int views(const std::string &name)
-{
-    const auto found = now.buffers.find(name);
-    return (found == now.buffers.end() ? 0 : found->second->views) + now.views[name];
-}
+int views(const std::string &name) { return now.views[name]; }
 
 /// The reference behind a handle, or null, which is a fault of the call named.
 static t_buffer_ref *checked(const t_buffer_ref *ref, const char *call)
@@ -129,7 +122,7 @@ static t_buffer_ref *checked(const t_buffer_ref *ref, const char *call)
     const own_heap_use own;
     for (const auto &known : now.references)
         if (known.get() == ref) return known.get();
-    fault(std::string(call) + ": no such buffer reference");
+    fault(call, ": no such buffer reference");
     return nullptr;
 }
 
@@ -138,7 +131,8 @@ static t_buffer_ref *checked(const t_buffer_ref *ref, const char *call)
 t_buffer_ref *buffer_ref_new(t_object *self, t_symbol *name)
 {
     host::main_only("buffer_ref_new");
-    instance *owner = host::find(self, "buffer_ref_new");
+    const host::own_heap_use own;
+    host::instance *owner = host::find(self, "buffer_ref_new");
     if (!owner) return nullptr;
     auto ref = std::make_unique<t_buffer_ref>(t_buffer_ref{owner, name, host::find_buffer(name)});
     return host::now.references.emplace_back(std::move(ref)).get();
@@ -157,7 +151,7 @@ t_buffer_obj *buffer_ref_getobject(t_buffer_ref *ref)
 {
     const t_buffer_ref *known = host::checked(ref, "buffer_ref_getobject");
     if (!known) return nullptr;
-    buffer *there = host::find_buffer(known->name);
+    host::buffer *there = host::find_buffer(known->name);
     if (known->bound != there) host::fault("a notice was not forwarded to its buffer reference");
     return there ? &there->object : nullptr;
 }
@@ -177,13 +171,14 @@ t_max_err buffer_ref_notify(t_buffer_ref *ref, t_symbol *s, t_symbol *msg, void 
 void buffer_view(t_buffer_obj *object)
 {
     host::main_only("buffer_view");
-    if (buffer *b = host::checked(object, "buffer_view")) ++b->views;
+    if (!object) return;
+    if (host::buffer *b = host::checked(object, "buffer_view")) ++host::now.views[b->name->s_name];
 }
 
 float *buffer_locksamples(t_buffer_obj *object)
 {
     if (!object) return nullptr;
-    buffer *b = host::checked(object, "buffer_locksamples");
+    host::buffer *b = host::checked(object, "buffer_locksamples");
     if (!b || b->refuses_locks) return nullptr;
     if (b->locks++ == 0) host::open_samples(*b);
     return b->samples.get();
@@ -191,7 +186,7 @@ float *buffer_locksamples(t_buffer_obj *object)
 
 void buffer_unlocksamples(t_buffer_obj *object)
 {
-    buffer *b = host::checked(object, "buffer_unlocksamples");
+    host::buffer *b = host::checked(object, "buffer_unlocksamples");
     if (!b) return;
     if (b->locks == 0) return host::fault("buffer_unlocksamples: the buffer is not locked");
     if (--b->locks == 0) host::close_samples(*b);
@@ -199,18 +194,18 @@ void buffer_unlocksamples(t_buffer_obj *object)
 
 t_atom_long buffer_getframecount(t_buffer_obj *object)
 {
-    const buffer *b = host::checked(object, "buffer_getframecount");
+    const host::buffer *b = host::checked(object, "buffer_getframecount");
     return b ? b->frames : 0;
 }
 
 t_atom_long buffer_getchannelcount(t_buffer_obj *object)
 {
-    const buffer *b = host::checked(object, "buffer_getchannelcount");
+    const host::buffer *b = host::checked(object, "buffer_getchannelcount");
     return b ? b->channels : 0;
 }
 
 t_atom_float buffer_getsamplerate(t_buffer_obj *object)
 {
-    const buffer *b = host::checked(object, "buffer_getsamplerate");
+    const host::buffer *b = host::checked(object, "buffer_getsamplerate");
     return b ? b->sample_rate : 0;
 }

@@ -1,6 +1,7 @@
 // Externals: loading their files, and the classes they register.
 #include "host_state.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <dlfcn.h>
 #include <filesystem>
@@ -11,6 +12,7 @@ static std::vector<std::unique_ptr<t_class>> classes;
 static std::vector<std::string> folders;
 static std::vector<void *> libraries;
 static bool linked_any = false;
+static bool loading = false; // what registers now comes from a file
 
 using entry_point = void (*)(void *);
 
@@ -25,9 +27,9 @@ void link(entry_point ext_main)
 
 t_class *find_class(std::string_view name)
 {
-    for (const auto &c : classes)
-        if (c->registered && c->name == name) return c.get();
-    return nullptr;
+    const auto found = std::find_if(classes.rbegin(), classes.rend(), // a later one replaces it
+                                    [&](auto &c) { return c->registered && c->name == name; });
+    return found == classes.rend() ? nullptr : found->get();
 }
 
 /// Looks for the external in the folders; false, with a console line, when there is none to run.
@@ -48,7 +50,9 @@ bool load_class(const std::string &name)
             return false;
         }
         const in_context main(context::main);
+        loading = true;
         entry(nullptr);
+        loading = false;
         return find_class(name) != nullptr;
     }
     return false;
@@ -57,12 +61,12 @@ bool load_class(const std::string &name)
 void unload()
 {
     reset();
-    if (!linked_any) {
-        classes.clear();
-        release_everything();
-    }
+    classes.erase(
+        std::remove_if(classes.begin(), classes.end(), [](auto &c) { return c->from_file; }),
+        classes.end());
     for (void *library : libraries) dlclose(library);
     libraries.clear();
+    if (!linked_any) release_everything();
 }
 
 bool understands(const t_object *x, std::string_view selector)
@@ -79,7 +83,7 @@ static t_class *open_class(const t_class *c, const char *call)
     main_only(call);
     for (const auto &known : classes)
         if (known.get() == c && !known->registered) return known.get();
-    fault(std::string(call) + ": no class, or one that is registered already");
+    fault(call, ": no class, or one that is registered already");
     return nullptr;
 }
 
@@ -99,6 +103,7 @@ t_class *class_new(C74_CONST char *name, method mnew, method mfree, long size, m
     if (mmenu) host::fault("class_new: the menu function is obsolete");
     auto c = std::make_unique<t_class>();
     c->name = name;
+    c->from_file = host::loading;
     c->make = mnew;
     c->free = mfree;
     c->size = static_cast<size_t>(size);
@@ -124,15 +129,21 @@ t_max_err class_addmethod(t_class *c, method m, C74_CONST char *name, ...)
 
 void class_dspinit(t_class *c)
 {
-    if (t_class *open = host::open_class(c, "class_dspinit")) open->signal = true;
+    if (t_class *open = host::open_class(c, "class_dspinit")) {
+        open->signal = true;
+        if (open->size < sizeof(t_pxobject))
+            host::fault("class_dspinit: size is below that of the signal header");
+    }
 }
 
 t_max_err class_register(t_symbol *name_space, t_class *c)
 {
     t_class *open = host::open_class(c, "class_register");
     if (!open) return MAX_ERR_INVALID_PTR;
-    if (host::find_class(open->name)) return MAX_ERR_DUPLICATE;
     if (name_space != gensym("box")) host::fault("class_register: this host knows only boxes");
+    for (const char *own : {"signal", "userconnect", "nsiginlets", "enable"})
+        if (open->signal && open->methods.count(own))
+            host::fault("class_register: the host itself binds a signal class's ", own);
     open->registered = true;
     return MAX_ERR_NONE;
 }

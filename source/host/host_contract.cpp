@@ -9,10 +9,10 @@ static thread_local int own_uses = 0;
 own_heap_use::own_heap_use() { ++own_uses; }
 own_heap_use::~own_heap_use() { --own_uses; }
 
-void fault(const std::string &text)
+void fault(std::string_view text, std::string_view more, std::string_view end)
 {
     const own_heap_use own;
-    now.faults.push_back(text);
+    now.faults.push_back(std::string(text).append(more).append(end));
 }
 
 static const char *where()
@@ -22,11 +22,7 @@ static const char *where()
                                            : "audio thread";
 }
 
-static void forbidden_here(const char *call)
-{
-    const own_heap_use own;
-    fault(std::string(call) + " called from the " + where());
-}
+static void forbidden_here(const char *call) { fault(call, " called from the ", where()); }
 
 void main_only(const char *call)
 {
@@ -48,6 +44,6 @@ std::vector<std::string> take_faults()
 
 void host_heap_used()
 {
-    if (host::running == host::context::audio && host::own_uses == 0)
-        host::fault("the heap is used on the audio thread");
+    if (host::running != host::context::audio || host::own_uses) return;
+    host::fault("the heap is used on the audio thread");
 }

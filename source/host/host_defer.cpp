@@ -13,7 +13,7 @@ static void call(deferred &job)
 {
     using handler = void (*)(t_object *, t_symbol *, short, t_atom *);
     const in_context main(context::main);
-    reinterpret_cast<handler>(job.fn)(job.object, job.symbol, static_cast<short>(job.args.size()),
+    reinterpret_cast<handler>(job.fn)(job.object, job.symbol, job.count,
                                       job.has_atoms ? job.args.data() : nullptr);
 }
 
@@ -39,9 +39,10 @@ void stop_deferred(const t_object *x)
 void *defer(void *ob, method fn, t_symbol *sym, short argc, t_atom *argv)
 {
     host::not_in_audio("defer");
-    const instance *x = host::find(ob, "defer");
+    const host::own_heap_use own;
+    const host::instance *x = host::find(ob, "defer");
     if (!x) return nullptr;
-    host::deferred job{x->memory, fn, sym, argv != nullptr, {}};
+    host::deferred job{x->memory, fn, sym, argv != nullptr, argc, {}};
     if (argv) job.args.assign(argv, argv + argc);
     if (host::now.defer_at_once && host::running == host::context::main) host::call(job);
     else host::now.queue.push_back(std::move(job));

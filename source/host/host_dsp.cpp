@@ -8,10 +8,17 @@ namespace host {
 
 static t_object chain_object; // what dsp64 methods call "dsp_add64" on
 static instance *compiling = nullptr;
-static vector silence(max_frames); // what unconnected inlets hear
+static signal silence(max_frames); // what unconnected inlets hear
+
+static void check_audio(double sample_rate, long vector_size)
+{
+    if (!(sample_rate > 0) || vector_size < 1 || vector_size > max_frames)
+        throw error("sample rate or vector size out of range");
+}
 
 void set_audio(double sample_rate, long vector_size)
 {
+    check_audio(sample_rate, vector_size);
     now.sample_rate = sample_rate;
     now.vector_size = vector_size;
     now.chain_stale = true;
@@ -19,6 +26,7 @@ void set_audio(double sample_rate, long vector_size)
 
 void set_audio(t_object *x, double sample_rate, long vector_size)
 {
+    if (sample_rate || vector_size) check_audio(sample_rate, vector_size);
     get(x).own_rate = sample_rate;
     get(x).own_vector = vector_size;
     now.chain_stale = true;
@@ -43,20 +51,19 @@ static long vector_size(const instance &x) { return x.own_vector ? x.own_vector 
 /// Calls the instance's dsp64 method, which adds its perform routine, and lays out its vectors.
 static void compile(instance &x)
 {
-    using handler = void (*)(t_object *, t_object *, short *, double, long, long);
+    using handler = void(t_object *, t_object *, short *, double, long, long);
     x.chain.clear();
-    if (!x.type->signal || !x.signal_inlets) return;
-    const auto found = x.type->methods.find("dsp64");
-    if (found == x.type->methods.end()) return;
+    if (!x.has_signals) return;
+    const auto dsp64 = method_of<handler>(x, "dsp64");
+    if (!dsp64) return;
     const size_t ins = static_cast<size_t>(x.signal_inlets);
     const size_t outs = static_cast<size_t>(signal_outlets(x.memory));
     std::vector<short> counts(ins + outs, 1);
     std::copy(x.cords.begin(), x.cords.end(), counts.begin());
-    x.wires.assign(ins + outs, vector(max_frames));
+    x.wires.assign(ins + outs, signal(max_frames + 1)); // one for the guard
     compiling = &x;
-    reinterpret_cast<handler>(found->second.handler)(x.memory, &chain_object, counts.data(),
-                                                     x.own_rate > 0 ? x.own_rate : now.sample_rate,
-                                                     vector_size(x), 0);
+    dsp64(x.memory, &chain_object, counts.data(), x.own_rate > 0 ? x.own_rate : now.sample_rate,
+          vector_size(x), 0);
     compiling = nullptr;
 }
 
@@ -74,6 +81,13 @@ void stop_audio()
     now.chain_stale = true;
 }
 
+/// The vector of signal outlet k: that of inlet k where there is one, as a host is free to choose.
+static size_t outlet_wire(const instance &x, size_t k)
+{
+    const size_t ins = static_cast<size_t>(x.signal_inlets);
+    return k < ins && !(x.header()->z_misc & Z_NO_INPLACE) ? k : ins + k;
+}
+
 double *input(t_object *x, int inlet)
 {
     instance &i = get(x);
@@ -85,21 +99,33 @@ const double *output(const t_object *x, int outlet)
     const instance &i = get(x);
     if (outlet < 0 || outlet >= signal_outlets(x))
         throw error("no signal outlet " + std::to_string(outlet));
-    const size_t k = static_cast<size_t>(outlet), ins = static_cast<size_t>(i.signal_inlets);
-    const bool in_place = k < ins && !(i.header()->z_misc & Z_NO_INPLACE);
-    return i.wires[in_place ? k : ins + k].data();
+    if (i.wires.empty()) throw error("audio was not started yet");
+    return i.wires[outlet_wire(i, static_cast<size_t>(outlet))].data();
 }
 
-/// One block of one instance. Outlet k shares its memory with inlet k where a cord is plugged in,
-/// as a host is free to do.
+/// What stands behind the last frame of a vector, to see whether it is still there after the block.
+static constexpr double guard = 0x1.badc0dep+100;
+
+static void check_block(instance &x, long frames)
+{
+    const size_t end = static_cast<size_t>(frames);
+    for (const signal &wire : x.wires)
+        if (wire[end] != guard) fault("a perform routine wrote beyond its vector");
+    const auto first = silence.begin(), last = first + frames;
+    if (std::any_of(first, last, [](double v) { return v != 0; })) {
+        fault("a perform routine wrote to an unconnected inlet");
+        std::fill(first, last, 0.0);
+    }
+    check_locks();
+}
+
 static void perform(instance &x, long frames)
 {
-    const size_t ins = static_cast<size_t>(x.signal_inlets);
-    const size_t outs = x.wires.size() - ins;
-    const bool in_place = !(x.header()->z_misc & Z_NO_INPLACE);
+    const size_t ins = static_cast<size_t>(x.signal_inlets), outs = x.wires.size() - ins;
     std::vector<double *> in(ins), out(outs);
+    for (signal &wire : x.wires) wire[static_cast<size_t>(frames)] = guard;
     for (size_t k = 0; k < outs; ++k) {
-        out[k] = x.wires[in_place && k < ins ? k : ins + k].data();
+        out[k] = x.wires[outlet_wire(x, k)].data();
         std::fill_n(out[k], frames, std::numeric_limits<double>::quiet_NaN());
     }
     for (size_t k = 0; k < ins; ++k) {
@@ -111,11 +137,7 @@ static void perform(instance &x, long frames)
         p.routine(x.memory, &chain_object, in.data(), static_cast<long>(ins), out.data(),
                   static_cast<long>(outs), frames, p.flags, p.userparam);
     }
-    check_locks();
-    if (std::any_of(silence.begin(), silence.begin() + frames, [](double v) { return v != 0; })) {
-        fault("a perform routine wrote to an unconnected inlet");
-        std::fill(silence.begin(), silence.end(), 0.0);
-    }
+    check_block(x, frames);
 }
 
 void run(long frames)
@@ -131,22 +153,25 @@ void run(long frames)
 void z_dsp_setup(t_pxobject *header, long nsignals)
 {
     host::main_only("z_dsp_setup");
-    instance *x = host::find(header, "z_dsp_setup");
+    const host::own_heap_use own;
+    host::instance *x = host::find(header, "z_dsp_setup");
     if (!x) return;
     if (!x->type->signal) host::fault("z_dsp_setup: the class was not given to class_dspinit");
     x->signal_inlets = nsignals;
+    x->has_signals = true;
     const size_t count = static_cast<size_t>(nsignals);
     x->cords.assign(count, 0);
-    x->sources.assign(count, host::vector(host::max_frames));
+    x->sources.assign(count, host::signal(host::max_frames));
 }
 
 void z_dsp_free(t_pxobject *header)
 {
     host::main_only("z_dsp_free");
-    instance *x = host::find(header, "z_dsp_free");
+    host::instance *x = host::find(header, "z_dsp_free");
     if (!x) return;
-    if (!x->signal_inlets) host::fault("z_dsp_free: never set up, or freed twice");
+    if (!x->has_signals) host::fault("z_dsp_free: never set up, or freed twice");
     x->signal_inlets = 0;
+    x->has_signals = false;
     x->chain.clear();
 }
 

@@ -6,34 +6,37 @@
 
 namespace host {
 
-static std::unordered_set<void *> &blocks()
+static std::unordered_map<void *, memory_kind> &blocks()
 {
-    static std::unordered_set<void *> set;
-    return set;
+    static std::unordered_map<void *, memory_kind> map;
+    return map;
 }
 
-void *allocate(size_t size, int fill)
+void *allocate(size_t size, int fill, memory_kind kind)
 {
     const own_heap_use own;
     if (now.allocations_until_failure > 0 && --now.allocations_until_failure == 0) return nullptr;
     void *memory = std::malloc(size ? size : 1);
     if (!memory) return nullptr;
     std::memset(memory, fill, size);
-    blocks().insert(memory);
+    blocks().emplace(memory, kind);
     return memory;
 }
 
-void release(void *memory, const char *call)
+void release(void *memory, memory_kind kind, const char *call)
 {
     const own_heap_use own;
     if (!memory) return;
-    if (blocks().erase(memory) == 0) return fault(std::string(call) + ": not the host's memory");
+    const auto known = blocks().find(memory);
+    if (known == blocks().end() || known->second != kind)
+        return fault(call, ": not the host's memory");
+    blocks().erase(known);
     std::free(memory);
 }
 
 void release_everything()
 {
-    for (void *memory : blocks()) std::free(memory);
+    for (const auto &block : blocks()) std::free(block.first);
     blocks().clear();
 }
 
@@ -44,11 +47,11 @@ void fail_allocation(long k) { now.allocations_until_failure = k; }
 t_ptr sysmem_newptr(t_ptr_size size)
 {
     host::not_in_audio("sysmem_newptr");
-    return static_cast<t_ptr>(host::allocate(size, 0xA5));
+    return static_cast<t_ptr>(host::allocate(size, 0xA5, host::memory_kind::plain));
 }
 
 void sysmem_freeptr(void *ptr)
 {
     host::not_in_audio("sysmem_freeptr");
-    host::release(ptr, "sysmem_freeptr");
+    host::release(ptr, host::memory_kind::plain, "sysmem_freeptr");
 }

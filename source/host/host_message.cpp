@@ -1,6 +1,8 @@
 // Messages: from the text of a message box to the handler with the right arguments.
 #include "host_state.h"
 
+#include <cstring>
+
 namespace host {
 
 /// The signature grows by one argument a step, so that the handler is called with every double and
@@ -18,6 +20,12 @@ static void call_typed(method handler, t_object *x, const atoms &values, Args...
             call_typed(handler, x, values, args..., reinterpret_cast<t_atom_long>(next.a_w.w_sym));
         else call_typed(handler, x, values, args..., next.a_w.w_long);
     }
+}
+
+/// What a type with a default value wants.
+static int plain(int type)
+{
+    return type >= A_DEFLONG && type <= A_DEFSYM ? type - A_DEFLONG + A_LONG : type;
 }
 
 /// The value as the type wants it; false when it cannot be that.
@@ -48,9 +56,9 @@ static bool fit(instance &x, const binding &bound, const char *selector, atoms &
                 object_error(x.memory, "missing arguments for message \"%s\"", selector);
                 return false;
             }
-            args.push_back(bound.types[i] == A_SYM ? atom("") : atom(t_atom_long{0}));
+            args.push_back(plain(bound.types[i]) == A_SYM ? atom("") : atom(t_atom_long{0}));
         }
-        if (!coerce(args[i], bound.types[i])) {
+        if (!coerce(args[i], plain(bound.types[i]))) {
             object_error(x.memory, "bad arguments for message \"%s\"", selector);
             return false;
         }
@@ -66,6 +74,22 @@ static const binding *find_method(const instance &x, std::string_view selector)
     return !types.empty() && types[0] == A_CANT ? nullptr : &found->second;
 }
 
+/// While it lives, a message is being delivered at an inlet; the header says so too.
+struct at_inlet {
+    at_inlet(instance &to, long inlet) : x(to), before(to.current_inlet) { set(inlet); }
+    ~at_inlet() { set(before); }
+    at_inlet(const at_inlet &) = delete;
+
+    void set(long inlet)
+    {
+        x.current_inlet = inlet;
+        if (x.has_signals) x.header()->z_in = inlet;
+    }
+
+    instance &x;
+    const long before;
+};
+
 void deliver(instance &x, int inlet, const char *selector, const atoms &given)
 {
     using variadic = void (*)(t_object *, t_symbol *, long, t_atom *);
@@ -73,6 +97,7 @@ void deliver(instance &x, int inlet, const char *selector, const atoms &given)
     const binding *bound = find_method(x, name);
     if (!bound && (name == "int" || name == "float")) // one stands in for the other
         bound = find_method(x, name == "int" ? "float" : "int");
+    else if (!bound && name != "bang" && name != "list") bound = find_method(x, "anything");
     if (!bound) return object_error(x.memory, "doesn't understand \"%s\"", selector);
 
     atoms args = given;
@@ -80,14 +105,16 @@ void deliver(instance &x, int inlet, const char *selector, const atoms &given)
     if (typed && !fit(x, *bound, selector, args)) return;
 
     const in_context scheduler(context::scheduler);
-    x.current_inlet = inlet;
-    if (x.signal_inlets) x.header()->z_in = inlet;
-    if (typed) call_typed(bound->handler, x.memory, args);
-    else
+    const at_inlet there(x, inlet);
+    if (typed) {
+        call_typed(bound->handler, x.memory, args);
+    } else {
+        const atoms before = args;
         reinterpret_cast<variadic>(bound->handler)(x.memory, gensym(selector),
                                                    static_cast<long>(args.size()), args.data());
-    x.current_inlet = 0;
-    if (x.signal_inlets) x.header()->z_in = 0;
+        if (std::memcmp(before.data(), args.data(), args.size() * sizeof(t_atom)))
+            fault("a handler changed its arguments");
+    }
 }
 
 static void check_inlet(const t_object *x, int inlet)
@@ -113,17 +140,22 @@ static void send_one(t_object *x, int inlet, atoms words)
     deliver(get(x), inlet, selector, words);
 }
 
+std::vector<std::string> messages(std::string_view text)
+{
+    std::vector<std::string> parts(1);
+    bool quoted = false;
+    for (const char c : text) {
+        if (c == '"') quoted = !quoted;
+        if (c == ',' && !quoted) parts.emplace_back();
+        else parts.back() += c;
+    }
+    return parts;
+}
+
 void send(t_object *x, int inlet, std::string_view text)
 {
     check_inlet(x, inlet);
-    size_t from = 0;
-    bool quoted = false;
-    for (size_t i = 0; i <= text.size(); ++i) {
-        if (i < text.size() && text[i] == '"') quoted = !quoted;
-        if (i < text.size() && (text[i] != ',' || quoted)) continue;
-        send_one(x, inlet, parse(text.substr(from, i - from)));
-        from = i + 1;
-    }
+    for (const std::string &message : messages(text)) send_one(x, inlet, parse(message));
 }
 
 } // namespace host

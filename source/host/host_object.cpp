@@ -8,18 +8,23 @@ static t_ptr_int magic = 1758379419; // every object of the host carries it
 
 namespace host {
 
-instance *find(const void *x, const char *call)
+static instance *search(const void *x)
 {
     for (const auto &candidate : now.instances)
         if (candidate->memory == x) return candidate.get();
-    fault(std::string(call) + ": no such object");
     return nullptr;
+}
+
+instance *find(const void *x, const char *call)
+{
+    instance *found = search(x);
+    if (!found) fault(call, ": no such object");
+    return found;
 }
 
 instance &get(const t_object *x)
 {
-    for (const auto &candidate : now.instances)
-        if (candidate->memory == x) return *candidate;
+    if (instance *found = search(x)) return *found;
     throw error("no such object");
 }
 
@@ -36,19 +41,25 @@ t_object *create(std::string_view box)
         return nullptr;
     }
     const in_context main(context::main);
+    const size_t before = now.instances.size();
     t_object *x = reinterpret_cast<constructor>(c->make)(
         words[0].a_w.w_sym, static_cast<long>(words.size()) - 1, words.data() + 1);
     now.chain_stale = true;
-    return x;
+    if (!x && now.instances.size() > before) {
+        fault("a constructor left half an instance behind");
+        release(now.instances.back()->memory, memory_kind::instance, "constructor");
+        now.instances.pop_back();
+    }
+    return x && find(x, "constructor") ? x : nullptr;
 }
 
 void destroy(t_object *x)
 {
     instance &going = get(x);
     const in_context main(context::main);
-    stop_deferred(x);
     if (going.type->free) reinterpret_cast<void (*)(t_object *)>(going.type->free)(x);
-    if (going.signal_inlets) fault("the instance was freed without z_dsp_free");
+    stop_deferred(x);
+    if (going.has_signals) fault("the instance was freed without z_dsp_free");
     // References that the external keeps for ever end with their owner here.
     auto &references = now.references;
     references.erase(std::remove_if(references.begin(), references.end(),
@@ -56,7 +67,7 @@ void destroy(t_object *x)
                      references.end());
     auto &all = now.instances;
     all.erase(std::find_if(all.begin(), all.end(), [&](auto &i) { return i.get() == &going; }));
-    release(x, "object_free");
+    release(x, memory_kind::instance, "object_free");
     now.chain_stale = true;
 }
 
@@ -77,29 +88,27 @@ int signal_outlets(const t_object *x)
 
 std::string assist(t_object *x, long kind, long index)
 {
-    using handler = void (*)(t_object *, void *, long, long, char *);
-    const instance &asked = get(x);
-    const auto found = asked.type->methods.find("assist");
-    if (found == asked.type->methods.end()) return "";
+    using handler = void(t_object *, void *, long, long, char *);
+    const auto answer = method_of<handler>(get(x), "assist");
+    if (!answer) return "";
     const in_context main(context::main);
     char text[4 * ASSIST_MAX_STRING_LEN] = "";
-    reinterpret_cast<handler>(found->second.handler)(x, nullptr, kind, index, text);
+    answer(x, nullptr, kind, index, text);
     if (std::strlen(text) >= ASSIST_MAX_STRING_LEN) fault("assist: the text is too long");
     return text;
 }
 
 void double_click(t_object *x)
 {
-    const auto found = get(x).type->methods.find("dblclick");
-    if (found == get(x).type->methods.end()) return;
     const in_context main(context::main);
-    reinterpret_cast<void (*)(t_object *)>(found->second.handler)(x);
+    if (const auto open = method_of<void(t_object *)>(get(x), "dblclick")) open(x);
 }
 
 /// Adds an outlet of the type named to an instance; null when that is a fault.
 static t_outlet *add_outlet(void *x, const char *type, const char *call)
 {
     main_only(call);
+    const own_heap_use own;
     instance *owner = find(x, call);
     if (!owner) return nullptr;
     now.chain_stale = true;
@@ -115,9 +124,9 @@ void *object_alloc(t_class *c)
         host::fault("object_alloc: the class is not registered");
         return nullptr;
     }
-    void *memory = host::allocate(c->size, 0);
+    void *memory = host::allocate(c->size, 0, host::memory_kind::instance);
     if (!memory) return nullptr;
-    auto fresh = std::make_unique<instance>();
+    auto fresh = std::make_unique<host::instance>();
     fresh->type = c;
     fresh->memory = static_cast<t_object *>(memory);
     fresh->memory->o_magic = magic;
@@ -127,7 +136,7 @@ void *object_alloc(t_class *c)
 
 long proxy_getinlet(t_object *x)
 {
-    const instance *asked = host::find(x, "proxy_getinlet");
+    const host::instance *asked = host::find(x, "proxy_getinlet");
     return asked ? asked->current_inlet : 0;
 }
 
@@ -138,6 +147,7 @@ void *outlet_new(void *x, C74_CONST char *type) { return host::add_outlet(x, typ
 void *outlet_int(t_outlet *o, t_atom_long n)
 {
     host::not_in_audio("outlet_int");
+    const host::own_heap_use own;
     for (const auto &x : host::now.instances)
         for (size_t k = 0; k < x->outlets_made.size(); ++k)
             if (&x->outlets_made[k] == o && o->type == "int") {

@@ -15,26 +15,32 @@
 #include <utility>
 #include <vector>
 
+namespace host {
+
+struct instance;
+struct buffer;
+
 /// What a message is bound to.
 struct binding {
     method handler;
     std::vector<int> types; // type codes without the closing 0
 };
 
+} // namespace host
+
 struct t_class {
     std::string name;
     method make, free;
     size_t size;
     int type; // of the constructor's arguments
-    std::map<std::string, binding, std::less<>> methods;
+    std::map<std::string, host::binding, std::less<>> methods;
     bool signal = false;
     bool registered = false;
+    bool from_file = false;
 };
 
-struct instance;
-
 struct t_outlet {
-    instance *owner;
+    host::instance *owner;
     std::string type;
 };
 
@@ -42,7 +48,7 @@ namespace host {
 
 constexpr long max_frames = 8192; // room of every signal vector
 
-using vector = std::vector<double>;
+using signal = std::vector<double>;
 
 /// The thread a call stands for. One real thread plays all three in turn, so that which calls are
 /// allowed where can be checked without a race.
@@ -60,10 +66,9 @@ struct deferred {
     method fn;
     t_symbol *symbol;
     bool has_atoms;
+    short count;
     atoms args;
 };
-
-} // namespace host
 
 /// An object of the session and the host's side of it.
 struct instance {
@@ -71,13 +76,14 @@ struct instance {
     t_object *memory = nullptr; // what the external sees
     long current_inlet = 0;     // inlet of the message being delivered, 0 outside
     long signal_inlets = 0;
+    bool has_signals = false;          // between z_dsp_setup and z_dsp_free
     std::deque<t_outlet> outlets_made; // in order of creation: from the right
     double own_rate = 0;               // 0: the session's
     long own_vector = 0;
-    std::vector<int> cords;            // per inlet
-    std::vector<host::vector> sources; // what the user feeds each inlet
-    std::vector<host::vector> wires;   // what the perform routine sees: inlets, outlets
-    std::vector<host::performer> chain;
+    std::vector<int> cords;      // per inlet
+    std::vector<signal> sources; // what the user feeds each inlet
+    std::vector<signal> wires;   // what the perform routine sees: inlets, outlets
+    std::vector<performer> chain;
 
     t_pxobject *header() const { return reinterpret_cast<t_pxobject *>(memory); }
 };
@@ -92,13 +98,14 @@ struct buffer {
     long frames = 0;
     int locks = 0;
     bool refuses_locks = false;
-    int views = 0;
 };
 
+} // namespace host
+
 struct t_buffer_ref {
-    instance *owner;
+    host::instance *owner;
     t_symbol *name;
-    buffer *bound; // as the notices that the owner forwarded tell it
+    host::buffer *bound; // as the notices that the owner forwarded tell it
 };
 
 namespace host {
@@ -107,7 +114,7 @@ struct session {
     std::vector<std::unique_ptr<instance>> instances; // in order of creation
     std::vector<std::unique_ptr<t_buffer_ref>> references;
     std::map<std::string, std::unique_ptr<buffer>, std::less<>> buffers;
-    std::map<std::string, int, std::less<>> views; // of deleted buffers too
+    std::map<std::string, int, std::less<>> views; // by buffer name
     std::deque<deferred> queue;
     bool defer_at_once = false;
     std::vector<line> console;
@@ -140,7 +147,8 @@ struct own_heap_use {
     own_heap_use(const own_heap_use &) = delete;
 };
 
-void fault(const std::string &text);
+/// The text is given in pieces, so that the caller needs no heap to put it together.
+void fault(std::string_view text, std::string_view more = {}, std::string_view end = {});
 /// The call named is allowed only where `allowed` says; elsewhere it is a fault.
 void main_only(const char *call);
 void not_in_audio(const char *call);
@@ -150,8 +158,17 @@ instance *find(const void *x, const char *call);
 /// The same without a fault, for the host's user: throws error.
 instance &get(const t_object *x);
 
-void *allocate(size_t size, int fill); // counted, may be told to fail, null then
-void release(void *memory, const char *call);
+/// The method bound to a name, as a function of type F; null if there is none.
+template <class F>
+F *method_of(const instance &x, std::string_view name)
+{
+    const auto found = x.type->methods.find(name);
+    return found == x.type->methods.end() ? nullptr : reinterpret_cast<F *>(found->second.handler);
+}
+
+enum class memory_kind { plain, instance };
+void *allocate(size_t size, int fill, memory_kind kind); // counted, may be told to fail, null then
+void release(void *memory, memory_kind kind, const char *call);
 void release_everything();
 
 t_class *find_class(std::string_view name);

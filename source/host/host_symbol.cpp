@@ -1,8 +1,9 @@
 // Symbols, and text as atoms.
 #include "host_state.h"
 
+#include <algorithm>
+#include <cctype>
 #include <charconv>
-#include <cstring>
 
 t_symbol *gensym(C74_CONST char *s)
 {
@@ -12,6 +13,7 @@ t_symbol *gensym(C74_CONST char *s)
     };
     static std::unordered_map<std::string_view, std::unique_ptr<entry>> table; // lives for ever
     host::not_in_audio("gensym");
+    const host::own_heap_use own;
     if (const auto known = table.find(s); known != table.end()) return &known->second->symbol;
     auto fresh = std::make_unique<entry>(entry{s, {}});
     fresh->symbol.s_name = fresh->text.data();
@@ -35,6 +37,8 @@ t_atom atom(t_atom_long v)
     a.a_w.w_long = v;
     return a;
 }
+
+t_atom atom(int v) { return atom(t_atom_long{v}); }
 
 t_atom atom(const char *symbol)
 {

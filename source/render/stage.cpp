@@ -61,7 +61,7 @@ public:
     void operator()(const message &sent)
     {
         const t_object *x = has_inlet(sent);
-        for (const std::string &part : messages_of(sent.text)) understands(x, sent.object, part);
+        for (const std::string &part : host::messages(sent.text)) understands(x, sent.object, part);
     }
 
     void operator()(const signal_change &change) { has_inlet(change); }

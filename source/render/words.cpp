@@ -49,18 +49,6 @@ std::vector<std::string_view> words_of(std::string_view text)
     return words;
 }
 
-std::vector<std::string> messages_of(std::string_view text)
-{
-    std::vector<std::string> messages(1);
-    bool quoted = false;
-    for (const char c : text) {
-        if (c == '"') quoted = !quoted;
-        if (c == ',' && !quoted) messages.emplace_back();
-        else messages.back() += c;
-    }
-    return messages;
-}
-
 double number(std::string_view word)
 {
     // A stream with its own locale: floating from_chars is missing from some standard libraries.

@@ -14,9 +14,6 @@ std::string_view take_word(std::string_view &text);
 
 std::vector<std::string_view> words_of(std::string_view text);
 
-/// The messages of a message box: commas outside quotes stand between them.
-std::vector<std::string> messages_of(std::string_view text);
-
 /// Throws std::invalid_argument unless the whole word is a finite number.
 double number(std::string_view word);
 /// The same for whole numbers from 0.

@@ -2,6 +2,7 @@
 // a perform routine is noticed.
 #include "host.h"
 
+#include <cerrno>
 #include <cstddef>
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
@@ -26,6 +27,7 @@ extern "C" {
 void *__libc_malloc(std::size_t size);
 void *__libc_calloc(std::size_t count, std::size_t size);
 void *__libc_realloc(void *memory, std::size_t size);
+void *__libc_memalign(std::size_t alignment, std::size_t size);
 void __libc_free(void *memory);
 
 void *malloc(std::size_t size)
@@ -44,6 +46,20 @@ void *realloc(void *memory, std::size_t size)
 {
     host_heap_used();
     return __libc_realloc(memory, size);
+}
+
+void *memalign(std::size_t alignment, std::size_t size)
+{
+    host_heap_used();
+    return __libc_memalign(alignment, size);
+}
+
+void *aligned_alloc(std::size_t alignment, std::size_t size) { return memalign(alignment, size); }
+
+int posix_memalign(void **memory, std::size_t alignment, std::size_t size)
+{
+    *memory = memalign(alignment, size);
+    return *memory ? 0 : ENOMEM;
 }
 
 void free(void *memory)

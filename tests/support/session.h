@@ -33,6 +33,7 @@ protected:
     {
         EXPECT_THAT(host::take_faults(), IsEmpty());
         host::reset();
+        EXPECT_THAT(host::take_faults(), IsEmpty()); // of the freeing
     }
 
     /// An instance with these creation arguments, its deferred calls done and its console emptied

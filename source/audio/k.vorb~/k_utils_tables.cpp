@@ -9,7 +9,7 @@ std::int32_t k_make_sampfilt_tab()
     const auto rows =
         reinterpret_cast<k_sampfilt_row *>(sysmem_newptr(k_sampfilt_rows * sizeof(k_sampfilt_row)));
     if (!rows) return 0;
-    // Cubic Lagrange weights. The factor is the float of 0.1666667, an ulp or two off -1/6:
+    // Cubic Lagrange weights. The factor is the float of -0.1666667, two steps off that of -1/6:
     // deliberate, every render relies on these very weights.
     const double k = -0.16666670143604279;
     for (int i = 0; i < k_sampfilt_rows; ++i) {

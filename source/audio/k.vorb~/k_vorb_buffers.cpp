@@ -77,8 +77,8 @@ t_max_err vorb_notify(vorb *x, t_symbol *s, t_symbol *msg, void *sender, void *d
 void vorb_dblclick(vorb *x)
 {
     inputs &in = x->inputs;
+    // Before any table is set the reference has no name and stays out of the list.
     if (in.bufref) buffer_ref_set(in.bufref, in.table);
-    else
-        in.bufref = buffer_ref_new(vorb_object(x), in.table); // in no list: it may have no name yet
+    else in.bufref = buffer_ref_new(vorb_object(x), in.table);
     if (t_buffer_obj *b = vorb_buffer(in.bufref)) buffer_view(b);
 }

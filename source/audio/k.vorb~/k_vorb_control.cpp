@@ -19,10 +19,23 @@ static float vorb_no_bound(const inputs &) { return k_open; }
 static float vorb_nyquist(const inputs &in) { return float(in.nyquist); }
 static float vorb_unity(const inputs &) { return 1; }
 
+static void vorb_store_offset(inputs &in, float v) { in.offset = in.latency_ms + double(v); }
+
+/// The message, unlike the inlet, rounds the sum to single precision: deliberate.
+static void vorb_store_offset_rounded(inputs &in, float v)
+{
+    in.offset = double(float(double(v) + in.latency_ms));
+}
+
+static void vorb_store_trans(inputs &in, float v) { in.trans = double(v); }
+static void vorb_store_bw(inputs &in, float v) { in.bw = double(v); }
+
 static void vorb_store_amp(inputs &in, float v)
 {
     for (double &amp : in.amps) amp = double(v); // without the gain, deliberate
 }
+
+static void vorb_store_tex(inputs &in, float v) { in.tex = double(v) * 0.001; }
 
 static void vorb_store_debatt(inputs &in, float v)
 {
@@ -30,32 +43,28 @@ static void vorb_store_debatt(inputs &in, float v)
     in.debatt_all = 0;
 }
 
+static void vorb_store_atten(inputs &in, float v) { in.atten = double(v) * 0.001; }
+
 /// 0 ... 1 to 1/1024 ... 1 (no filtering), exponentially.
 static void vorb_store_lowpass(inputs &in, float v)
 {
-    in.lp1 = std::clamp(std::pow(2.0, 10.0 * double(v)) / 1024.0, 0.0, 1.0);
-    in.lp1m = in.lp1 - 1;
+    double q = std::pow(2.0, 10.0 * double(v)) / 1024.0;
+    if (q < 0) q = 0;
+    if (q > 1) q = 1;
+    in.lp1 = q;
+    in.lp1m = q - 1;
     in.lp2 = 0;
 }
 
-static const vorb_param p_offset = {"offset", 0, vorb_no_bound, 0, [](inputs &in, float v) {
-                                        in.offset = in.latency_ms + double(v);
-                                    }};
-// The message, unlike the inlet, rounds the sum to single precision: deliberate.
-static const vorb_param p_offset_message = {"offset", 0, vorb_no_bound, 0, [](inputs &in, float v) {
-                                                in.offset =
-                                                    double(float(double(v) + in.latency_ms));
-                                            }};
-static const vorb_param p_trans = {"transposition", 0, vorb_no_bound, 1,
-                                   [](inputs &in, float v) { in.trans = double(v); }};
-static const vorb_param p_bw = {"bandwidth", 0, vorb_nyquist, 0,
-                                [](inputs &in, float v) { in.bw = double(v); }};
+static const vorb_param p_offset = {"offset", 0, vorb_no_bound, 0, vorb_store_offset};
+static const vorb_param p_offset_message = {"offset", 0, vorb_no_bound, 0,
+                                            vorb_store_offset_rounded};
+static const vorb_param p_trans = {"transposition", 0, vorb_no_bound, 1, vorb_store_trans};
+static const vorb_param p_bw = {"bandwidth", 0, vorb_nyquist, 0, vorb_store_bw};
 static const vorb_param p_amp = {"amplitude", -k_open, vorb_no_bound, 0, vorb_store_amp};
-static const vorb_param p_tex = {"tex", 0, vorb_no_bound, 0,
-                                 [](inputs &in, float v) { in.tex = double(v) * 0.001; }};
+static const vorb_param p_tex = {"tex", 0, vorb_no_bound, 0, vorb_store_tex};
 static const vorb_param p_debatt = {"debatt", 0, vorb_no_bound, 0, vorb_store_debatt};
-static const vorb_param p_atten = {"atten", 0, vorb_no_bound, 0,
-                                   [](inputs &in, float v) { in.atten = double(v) * 0.001; }};
+static const vorb_param p_atten = {"atten", 0, vorb_no_bound, 0, vorb_store_atten};
 static const vorb_param p_lowpass = {"lowpass", 0, vorb_unity, 1, vorb_store_lowpass};
 
 static void vorb_assign(vorb *x, const vorb_param &p, float value)
@@ -102,7 +111,7 @@ void vorb_bang(vorb *x)
 
 // ---- Messages, at the left inlet ----------------------------------------------------------------
 
-/// Arguments as counted here: 16 bits, as the handlers always took them.
+/// The argument count is 16 bits wide, deliberate.
 static int vorb_count(long argc) { return std::int16_t(argc); }
 
 /// Whether a message is answered: at the left inlet, with enough arguments.
@@ -151,9 +160,9 @@ void vorb_atten(vorb *x, t_symbol *, long argc, t_atom *argv)
 
 void vorb_debatt(vorb *x, t_symbol *, long argc, t_atom *argv)
 {
-    const bool all = vorb_count(argc) > 0 && argv[0].a_type == A_SYM && argv[0].a_w.w_sym == ps_all;
-    if (!all) vorb_scalar(x, "debatt", p_debatt, argc, argv);
-    else if (vorb_accepts(x, "debatt", argc, 1)) vorb_all(x);
+    if (!vorb_accepts(x, "debatt", argc, 1)) return;
+    if (argv[0].a_type == A_SYM && argv[0].a_w.w_sym == ps_all) vorb_all(x);
+    else vorb_assign(x, p_debatt, vorb_get_value(x, argv));
 }
 
 void vorb_follow_sample(inputs *in)

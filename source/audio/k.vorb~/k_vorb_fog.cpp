@@ -18,15 +18,15 @@ void vorb_update(inputs *in)
     in->changed = 0;
 }
 
-/// What the fog needs to know of its buffer; without one the record's former rate stands.
+/// What the fog needs to know of its buffer, and, with `all`, the instance's start of attenuation.
+/// Without a buffer both stay as they were.
 static void vorb_measure_buffer(vorb_fogread *reader, inputs *in)
 {
     t_buffer_obj *b = vorb_buffer(reader->bufref);
     if (!b) return;
-    reader->frames_per_ms = buffer_getsamplerate(b) / 1000.0;
-    if (in->debatt_all)
-        in->debatt =
-            double(buffer_getframecount(b)) / buffer_getsamplerate(b) / in->trans - in->atten;
+    const double rate = buffer_getsamplerate(b);
+    reader->frames_per_ms = rate / 1000.0;
+    if (in->debatt_all) in->debatt = double(buffer_getframecount(b)) / rate / in->trans - in->atten;
 }
 
 /// `start` is the sample of the block at which the fog begins, and `x` the time in seconds from the
@@ -58,7 +58,8 @@ void vorb_onset(vorb_fog *fog, inputs *in, std::int64_t start, double x)
         fog->atten_y2 = 0.5 * std::cos(-2 * in->atten_step + psi);
     }
     // An attenuation that would begin within the attack waits for its end, whole and with the phase
-    // computed above: deliberate. Unsigned, for a negative attack count of a far-off onset time.
+    // computed above: deliberate. Unsigned, since an onset far away in time makes the attack count
+    // negative, and the difference may then be no signed number.
     fog->sustain = until_atten > fog->tex_count
                        ? std::int64_t(std::uint64_t(until_atten) - std::uint64_t(fog->tex_count))
                        : 0;

@@ -20,11 +20,11 @@ constexpr vorb_tap taps10[] = {{0, 0}, {0, 1}, {0, 2}, {0, 3}, {0, 4},
                                {0, 5}, {0, 6}, {0, 7}, {0, 8}, {0, 9}};
 
 /// Renders one fog for one block, reading its source into the scratch blocks first.
-template <const auto &taps, std::size_t width>
-static std::int32_t vorb_render(vorb_fog *fog, const std::array<double *, width> out,
+template <const auto &taps>
+static std::int32_t vorb_render(vorb_fog *fog, const std::array<double *, std::size(taps)> &out,
                                 std::int64_t n)
 {
-    static_assert(width == std::size(taps));
+    constexpr std::size_t width = std::size(taps);
     vorb_read(&fog->reader, temp1, n);
     fog->reader.pos_ms += fog->reader.pos_step_ms; // once a block, also while the fog waits
 
@@ -73,32 +73,32 @@ static std::int32_t vorb_render(vorb_fog *fog, const std::array<double *, width>
 
 std::int32_t vorb_run_one1(vorb_fog *fog, double *out1, std::int64_t n)
 {
-    return vorb_render<taps1, 1>(fog, {out1}, n);
+    return vorb_render<taps1>(fog, {out1}, n);
 }
 
 std::int32_t vorb_run_one2(vorb_fog *fog, double *out1, double *out2, std::int64_t n)
 {
-    return vorb_render<taps2, 2>(fog, {out1, out2}, n);
+    return vorb_render<taps2>(fog, {out1, out2}, n);
 }
 
 std::int32_t vorb_run_one4(vorb_fog *fog, double *out1, double *out2, double *out3, double *out4,
                            std::int64_t n)
 {
-    return vorb_render<taps4, 4>(fog, {out1, out2, out3, out4}, n);
+    return vorb_render<taps4>(fog, {out1, out2, out3, out4}, n);
 }
 
 std::int32_t vorb_run_one6(vorb_fog *fog, double *out1, double *out2, double *out3, double *out4,
                            double *out5, double *out6, std::int64_t n)
 {
-    return vorb_render<taps6, 6>(fog, {out1, out2, out3, out4, out5, out6}, n);
+    return vorb_render<taps6>(fog, {out1, out2, out3, out4, out5, out6}, n);
 }
 
 std::int32_t vorb_run_one10(vorb_fog *fog, double *out1, double *out2, double *out3, double *out4,
                             double *out5, double *out6, double *out7, double *out8, double *out9,
                             double *out10, std::int64_t n)
 {
-    return vorb_render<taps10, 10>(
-        fog, {out1, out2, out3, out4, out5, out6, out7, out8, out9, out10}, n);
+    return vorb_render<taps10>(fog, {out1, out2, out3, out4, out5, out6, out7, out8, out9, out10},
+                               n);
 }
 
 /// Walks the used list, newest fog first, and frees those that `sounds` says have ended.

@@ -53,7 +53,7 @@ void vorb_initialize(vorb *x, long argc, t_atom *argv)
     // Each further argument arrives like a number at its inlet, range check included.
     static const double fallbacks[] = {0, 1, 0, 1, 0, 0, 0, 1};
     for (int inlet = 1; inlet < vorb_signal_inlets; ++inlet) {
-        const int k = inlet + 2;
+        const int k = inlet + 2; // its argument: after layout, table and maxfogs
         const bool given = argc > k;
         if (inlet == 6 && (!given || (argv[k].a_type == A_SYM && argv[k].a_w.w_sym == ps_all))) {
             vorb_follow_sample(&x->inputs);

@@ -13,6 +13,7 @@ static void vorb_fit_envelope(inputs *in, double f)
     in->changed = 1;
 }
 
+// [audio]
 void vorb_run_phasor(vorb *x, const double *f0, const double *offset, std::int64_t n)
 {
     inputs &in = x->inputs;

@@ -39,6 +39,7 @@ std::int64_t vorb_error_lasttime = 0, vorb_limitwarningr_lasttime = 0, vorb_erro
 
 static void vorb_warn(vorb *x, const char *what, std::int32_t *count, std::int64_t *lasttime)
 {
+    // Saturates: under a clock that stands still events are counted without end.
     if (*count < std::numeric_limits<std::int32_t>::max()) ++*count;
     if (gettime() - *lasttime <= 1000) return;
     if (!vorb_error_silent)
@@ -58,7 +59,7 @@ void vorb_limitwarning(vorb *x)
 // ---- Starting a fog -----------------------------------------------------------------------------
 
 /// Inside the limit band fogs are shortened, at its upper end refused. False: start none.
-static bool vorb_obey_limit(vorb *x)
+static bool vorb_apply_limit(vorb *x)
 {
     inputs &in = x->inputs;
     const std::int64_t used = x->pool.maxfogs - x->pool.nfree;
@@ -81,8 +82,11 @@ static bool vorb_obey_limit(vorb *x)
 void vorb_trigger(vorb *x, std::int64_t index, double time)
 {
     inputs &in = x->inputs;
-    if (!x->pool.free) return vorb_error(x);
-    if (!vorb_obey_limit(x)) return;
+    if (!x->pool.free) {
+        vorb_error(x);
+        return;
+    }
+    if (!vorb_apply_limit(x)) return;
     vorb_fog *fog = vorb_take(&x->pool);
     if (in.changed) vorb_update(&in);
     fog->channels = in.channels;

@@ -19,9 +19,12 @@ struct vorb_lock {
     const float *const samples;
 };
 
+/// What becomes of a block: it is read, filled with zeros, or keeps what it held.
+enum class vorb_verdict { read, silent, unwritten };
+
 /// Where one block reads. Positions are relative to the frame `base`, with 16 fractional bits.
 struct vorb_plan {
-    enum { play, silent, unwritten } verdict;
+    vorb_verdict verdict;
     std::int64_t base, count, frac, step;
 };
 
@@ -31,17 +34,18 @@ struct vorb_plan {
 static vorb_plan vorb_plan_block(const vorb_fogread &reader, double from, double to,
                                  std::int64_t frames)
 {
-    const vorb_plan silent{vorb_plan::silent, 0, 0, 0, 0};
+    const vorb_plan silent{vorb_verdict::silent, 0, 0, 0, 0};
     const bool forward = to >= from;
     const double low = forward ? from : to, high = forward ? to : from;
     const double d = high - low;
     // The last six frames are out of bounds. Written so that a NaN fails.
     if (!(low >= 0 && high < double(frames - 6) && d <= reader.vs8)) return silent;
 
-    vorb_plan plan{vorb_plan::play, k_trunc(forward ? from : to - 0.5), k_trunc(d) + 5, 0, 0};
-    // Deliberate: one frame too many leaves the output as it was instead of silencing it.
+    vorb_plan plan{vorb_verdict::read, k_trunc(forward ? from : to - 0.5), k_trunc(d) + 5, 0, 0};
+    // More frames than the copy holds leave the output as it was instead of silencing it:
+    // deliberate. The other two tests are guards, the bounds above leave them nothing to find.
     if (plan.count > max_count || plan.count <= 0 || plan.base + plan.count > frames)
-        plan.verdict = vorb_plan::unwritten;
+        plan.verdict = vorb_verdict::unwritten;
     plan.frac = k_trunc((from - double(plan.base)) * 65536.0);
     plan.step = k_trunc(65536.0 * d * reader.vs_inv);
     if (!forward) plan.step = -plan.step;
@@ -71,7 +75,8 @@ static void vorb_interpolate(vorb_fogread *reader, const vorb_plan &plan,
     std::int64_t frac = plan.frac;
     for (std::int64_t i = 0; i < n; ++i, frac += plan.step) {
         const k_sampfilt_row &w = k_sampfilt_tab[(frac >> 8) & 255];
-        // A fog that outlives a change of vector size moves at its old step: keep it in the copy.
+        // A fog that outlives a change of vector size moves at its old step, and a block may be
+        // longer than announced: keep the index in the copy.
         const std::int64_t j = std::clamp<std::int64_t>(frac >> 16, 0, plan.count - 3);
         for (std::size_t c = 0; c < channels; ++c) {
             const float *q = copy[c] + j;
@@ -86,35 +91,34 @@ static void vorb_interpolate(vorb_fogread *reader, const vorb_plan &plan,
     reader->lp_am1 = am1;
 }
 
-/// The body of every reader. False where the block is to be silent; true when it was written, or
-/// when it is to keep what it held.
+/// The body of every reader, all but the silence.
 template <std::size_t channels>
-static bool vorb_try_block(vorb_fogread *reader, const std::array<double *, channels> &out,
-                           std::int64_t n)
+static vorb_verdict vorb_try_block(vorb_fogread *reader, const std::array<double *, channels> &out,
+                                   std::int64_t n)
 {
     t_buffer_obj *b = vorb_buffer(reader->bufref);
-    if (!b || buffer_getchannelcount(b) != t_atom_long(channels) || !k_sampfilt_tab) return false;
+    if (!b || buffer_getchannelcount(b) != t_atom_long(channels) || !k_sampfilt_tab)
+        return vorb_verdict::silent;
     const vorb_lock lock(b);
     if (!lock.samples) {
         object_post(nullptr, "vorb_read: no samples, goto zero");
-        return false;
+        return vorb_verdict::silent;
     }
-    const std::int64_t frames = buffer_getframecount(b);
     const double from = reader->prev_pos, to = reader->pos_ms * reader->frames_per_ms;
     reader->prev_pos = to; // also where the block turns out silent
-    const vorb_plan plan = vorb_plan_block(*reader, from, to, frames);
-    if (plan.verdict != vorb_plan::play) return plan.verdict == vorb_plan::unwritten;
+    const vorb_plan plan = vorb_plan_block(*reader, from, to, buffer_getframecount(b));
+    if (plan.verdict != vorb_verdict::read) return plan.verdict;
     float copy[channels][max_count + 1];
     vorb_copy_source(lock.samples, plan, copy);
     vorb_interpolate(reader, plan, copy, out, n);
-    return true;
+    return vorb_verdict::read;
 }
 
 template <std::size_t channels>
 static void vorb_read_block(vorb_fogread *reader, const std::array<double *, channels> &out,
                             std::int64_t n)
 {
-    if (vorb_try_block(reader, out, n)) return;
+    if (vorb_try_block(reader, out, n) != vorb_verdict::silent) return;
     for (double *silent : out) vorb_clear(silent, n);
 }
 

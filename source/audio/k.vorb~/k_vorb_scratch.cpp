@@ -13,18 +13,21 @@ static std::int64_t room = 0;
 
 static double **const blocks[] = {&temp1, &temp2, &temp3, &temp4};
 
+static bool vorb_has_blocks() { return temp1 && temp2 && temp3 && temp4; }
+
 void vorb_size_scratch(double vs)
 {
     const bool none =
         std::all_of(std::begin(blocks), std::end(blocks), [](double **block) { return !*block; });
-    if (!none && double(temp_size) == vs) return;
+    if (!none && double(temp_size) == vs) return; // also where memory ran out half-way, deliberate
     temp_size = k_trunc(vs);
-    room = std::max(room, temp_size);
+    const std::int64_t wanted = std::max(room, temp_size);
     for (double **block : blocks) {
         if (*block) sysmem_freeptr(*block);
-        *block = reinterpret_cast<double *>(sysmem_newptr(std::size_t(room) * sizeof(double)));
-        if (*block) std::fill_n(*block, room, 0.0); // may be heard before it is written
+        *block = reinterpret_cast<double *>(sysmem_newptr(std::size_t(wanted) * sizeof(double)));
+        if (*block) std::fill_n(*block, wanted, 0.0); // may be heard before it is written
     }
+    if (vorb_has_blocks()) room = wanted; // else a size beyond memory would be asked for ever after
 }
 
-bool vorb_scratch_holds(std::int64_t n) { return n <= room && temp1 && temp2 && temp3 && temp4; }
+bool vorb_scratch_holds(std::int64_t n) { return n <= room && vorb_has_blocks(); }

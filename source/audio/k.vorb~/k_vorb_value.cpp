@@ -1,6 +1,11 @@
 // Every number from a message or creation argument is read and range-checked here.
 #include "k_vorb.h"
 
+#include <limits>
+
+// A double beyond every float becomes an infinity, which the range check then reports.
+static_assert(std::numeric_limits<float>::is_iec559);
+
 float vorb_get_value(vorb *x, const t_atom *atom)
 {
     if (atom->a_type == A_FLOAT) return float(atom->a_w.w_float);
