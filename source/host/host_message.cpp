@@ -112,7 +112,7 @@ void deliver(instance &x, int inlet, const char *selector, const atoms &given)
         const atoms before = args;
         reinterpret_cast<variadic>(bound->handler)(x.memory, gensym(selector),
                                                    static_cast<long>(args.size()), args.data());
-        if (std::memcmp(before.data(), args.data(), args.size() * sizeof(t_atom)))
+        if (!args.empty() && std::memcmp(before.data(), args.data(), args.size() * sizeof(t_atom)))
             fault("a handler changed its arguments");
     }
 }

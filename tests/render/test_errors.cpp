@@ -5,6 +5,8 @@ struct mistake {
     const char *name, *score, *line;
 };
 
+static void PrintTo(const mistake &m, std::ostream *out) { *out << m.name; }
+
 class Errors : public workshop {
 protected:
     void expect_refused(const std::vector<std::string> &arguments, const std::string &line)

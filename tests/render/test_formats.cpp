@@ -9,6 +9,8 @@ struct stored {
     double tolerance;
 };
 
+static void PrintTo(const stored &s, std::ostream *out) { *out << s.ending << ' ' << s.word; }
+
 class Formats : public workshop, public testing::WithParamInterface<stored> {};
 
 TEST_P(Formats, hold_the_same_sound)

@@ -14,6 +14,8 @@ struct route {
     bool any_arguments = false;          // of any number and type
 };
 
+void PrintTo(const route &r, std::ostream *out) { *out << r.selector; }
+
 const route routes[] = {
     {"bang", {0}, {""}},
     {"reset", {0}, {""}},
