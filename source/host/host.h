@@ -11,6 +11,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 namespace host {
@@ -66,6 +67,8 @@ t_object *create(std::string_view box);
 void destroy(t_object *x);
 
 bool understands(const t_object *x, std::string_view selector);
+/// The first selector in the text of a message box that x does not understand; empty if none.
+std::string unknown_selector(const t_object *x, std::string_view text);
 int inlets(const t_object *x);
 /// Outlet types from left to right: "signal", "int", ...
 std::vector<std::string> outlets(const t_object *x);
@@ -78,31 +81,35 @@ void double_click(t_object *x);
 // ---- Messages -----------------------------------------------------------------------------------
 
 t_atom atom(double v);
-t_atom atom(t_atom_long v);
-t_atom atom(int v);
+template <class Int, class = std::enable_if_t<std::is_integral_v<Int>>>
+t_atom atom(Int v)
+{
+    t_atom a{A_LONG, {}};
+    a.a_w.w_long = v;
+    return a;
+}
 t_atom atom(const char *symbol);
 
 /// Atoms of a text as typed into a box: whole numbers are ints, numbers with a point or exponent
 /// floats, everything else (and what stands in double quotes) symbols.
 atoms parse(std::string_view text);
 
-/// The messages of a text, which commas outside double quotes separate.
-std::vector<std::string> messages(std::string_view text);
-
-/// Sends what a message box with this text would send, one message after the other. Runs in the
-/// scheduler's context. Throws error for an inlet that x does not have.
+/// Sends what a message box with this text would send; commas outside quotes separate messages.
+/// Runs in the scheduler's context. Throws error for an inlet that x does not have.
 void send(t_object *x, int inlet, std::string_view text);
 void send(t_object *x, int inlet, const char *selector, const atoms &arguments);
 
 // ---- Clock and deferred calls -------------------------------------------------------------------
 
-/// Sets the time that gettime() and console rows report, in ms; 0 after reset().
+/// Sets the time that gettime() and console rows report, in ms, 0 after reset(); gettime() wraps
+/// where `long` has 32 bits. Throws error beyond +-9e15.
 void set_time(double ms);
 double time();
 
 /// Runs the calls that externals deferred, in order, in the main thread's context.
 void drain();
-/// When true, calls deferred from the main thread's context run before defer() returns.
+/// When true, messages too run in the main thread's context, as with overdrive off, and calls
+/// deferred from there run before defer() returns.
 void defer_at_once(bool yes);
 
 // ---- Audio --------------------------------------------------------------------------------------
@@ -150,14 +157,14 @@ std::vector<number> take_numbers();
 
 // ---- Strictness ---------------------------------------------------------------------------------
 
-/// The rules broken since the last call, one line each; locks still held count as broken.
+/// The rules broken since the last call, one line each, 1000 at most; locks still held count too.
 std::vector<std::string> take_faults();
 
 /// Makes the k-th allocation from now on fail (1 is the next; object_alloc and sysmem_newptr
-/// count).
-void fail_allocation(long k);
+/// count); 0 takes it back. Returns what was left of the former k: 0 when that failure has struck.
+long fail_allocation(long k);
 
 } // namespace host
 
-/// Called by a program that watches its heap (see malloc_watch.cpp) before every heap operation.
+/// To be called before every heap operation by a program that watches its heap.
 extern "C" void host_heap_used();

@@ -28,7 +28,6 @@ static buffer *find_buffer(const t_symbol *name)
 /// The buffer an external was handed, or null, which is a fault of the call named.
 static buffer *checked(const t_buffer_obj *object, const char *call)
 {
-    const own_heap_use own;
     for (const auto &b : now.buffers)
         if (&b.second->object == object) return b.second.get();
     fault(call, ": no such buffer");
@@ -58,18 +57,37 @@ void check_locks()
     for (const auto &b : now.buffers) check_unlocked(*b.second);
 }
 
+/// The notice under way, and the references that have processed it.
+static struct notice {
+    t_symbol *name, *message;
+    buffer *sender;
+    std::vector<t_buffer_ref *> told;
+} current;
+
+static int notice_data; // what a notice carries besides
+
+/// Tells every owner of references to that name, once, and sees that it hands the notice on.
 void notify(t_symbol *name, const char *message, buffer *sender)
 {
     using handler = t_max_err(t_object *, t_symbol *, t_symbol *, void *, void *);
     const in_context main(context::main);
-    std::vector<instance *> owners; // each is told once, however many references it has
+    std::vector<t_buffer_ref *> concerned;
+    std::vector<instance *> owners;
     for (const auto &ref : now.references)
-        if (ref->name == name && std::count(owners.begin(), owners.end(), ref->owner) == 0)
-            owners.push_back(ref->owner);
-    for (instance *owner : owners) {
-        if (const auto told = method_of<handler>(*owner, "notify"))
-            told(owner->memory, name, gensym(message), &sender->object, nullptr);
+        if (ref->name == name) {
+            concerned.push_back(ref.get());
+            if (!std::count(owners.begin(), owners.end(), ref->owner)) owners.push_back(ref->owner);
+        }
+    current = {name, gensym(message), sender, {}};
+    for (instance *owner : owners)
+        if (const auto tell = method_of<handler>(*owner, "notify"))
+            tell(owner->memory, name, current.message, &sender->object, &notice_data);
+    for (t_buffer_ref *ref : concerned) {
+        if (!std::count(current.told.begin(), current.told.end(), ref))
+            fault("a notice was not forwarded to its buffer reference");
+        ref->bound = find_buffer(name);
     }
+    current = {};
 }
 
 void set_buffer(const std::string &name, long channels, double sample_rate,
@@ -86,10 +104,10 @@ void set_buffer(const std::string &name, long channels, double sample_rate,
     buffer &b = *slot;
     check_unlocked(b);
     open_samples(b);
-    b.samples = std::make_unique<float[]>(samples.size());
+    b.samples.reset(new float[samples.size()]);
     std::copy(samples.begin(), samples.end(), b.samples.get());
     b.channels = channels;
-    b.frames = static_cast<long>(samples.size()) / channels;
+    b.frames = static_cast<t_atom_long>(samples.size()) / channels;
     b.sample_rate = sample_rate;
     close_samples(b);
     notify(b.name, fresh ? "globalsymbol_binding" : "buffer_modified", &b);
@@ -119,7 +137,6 @@ int views(const std::string &name) { return now.views[name]; }
 /// The reference behind a handle, or null, which is a fault of the call named.
 static t_buffer_ref *checked(const t_buffer_ref *ref, const char *call)
 {
-    const own_heap_use own;
     for (const auto &known : now.references)
         if (known.get() == ref) return known.get();
     fault(call, ": no such buffer reference");
@@ -150,21 +167,24 @@ void buffer_ref_set(t_buffer_ref *ref, t_symbol *name)
 t_buffer_obj *buffer_ref_getobject(t_buffer_ref *ref)
 {
     const t_buffer_ref *known = host::checked(ref, "buffer_ref_getobject");
-    if (!known) return nullptr;
-    host::buffer *there = host::find_buffer(known->name);
-    if (known->bound != there) host::fault("a notice was not forwarded to its buffer reference");
-    return there ? &there->object : nullptr;
+    return known && known->bound ? &known->bound->object : nullptr;
 }
 
-t_max_err buffer_ref_notify(t_buffer_ref *ref, t_symbol *s, t_symbol *msg, void *sender, void *)
+t_max_err buffer_ref_notify(t_buffer_ref *ref, t_symbol *s, t_symbol *msg, void *sender, void *data)
 {
     host::main_only("buffer_ref_notify");
     t_buffer_ref *known = host::checked(ref, "buffer_ref_notify");
     if (!known || !s || !msg) return MAX_ERR_INVALID_PTR;
+    const host::notice &sent = host::current;
+    if (!sent.sender) return MAX_ERR_NONE; // no notice of the host's
+    if (s != sent.name || msg != sent.message || sender != &sent.sender->object ||
+        data != &host::notice_data) {
+        host::fault("buffer_ref_notify: not the notice that was sent");
+        return MAX_ERR_GENERIC;
+    }
     if (known->name != s) return MAX_ERR_NONE; // another buffer's notice
-    if (msg == gensym("globalsymbol_unbinding")) known->bound = nullptr;
-    else if (msg == gensym("globalsymbol_binding"))
-        known->bound = host::checked(static_cast<t_buffer_obj *>(sender), "buffer_ref_notify");
+    host::current.told.push_back(known);
+    known->bound = host::find_buffer(s);
     return MAX_ERR_NONE;
 }
 

@@ -1,29 +1,13 @@
-// Externals: loading their files, and the classes they register.
+// The classes that externals register.
 #include "host_state.h"
 
 #include <algorithm>
 #include <cstdarg>
-#include <dlfcn.h>
-#include <filesystem>
 
 namespace host {
 
 static std::vector<std::unique_ptr<t_class>> classes;
-static std::vector<std::string> folders;
-static std::vector<void *> libraries;
-static bool linked_any = false;
-static bool loading = false; // what registers now comes from a file
-
-using entry_point = void (*)(void *);
-
-void add_folder(const std::string &folder) { folders.push_back(folder); }
-
-void link(entry_point ext_main)
-{
-    linked_any = true;
-    const in_context main(context::main);
-    ext_main(nullptr);
-}
+bool loading = false, linked_any = false;
 
 t_class *find_class(std::string_view name)
 {
@@ -32,49 +16,17 @@ t_class *find_class(std::string_view name)
     return found == classes.rend() ? nullptr : found->get();
 }
 
-/// Looks for the external in the folders; false, with a console line, when there is none to run.
-bool load_class(const std::string &name)
+void forget_classes()
 {
-    for (const std::string &folder : folders) {
-        const std::string file = folder + "/" + name + ".so";
-        if (!std::filesystem::exists(file)) continue;
-        void *library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
-        if (!library) {
-            object_error(nullptr, "%s", dlerror());
-            return false;
-        }
-        libraries.push_back(library);
-        const auto entry = reinterpret_cast<entry_point>(dlsym(library, "ext_main"));
-        if (!entry) {
-            object_error(nullptr, "%s: no ext_main", file.c_str());
-            return false;
-        }
-        const in_context main(context::main);
-        loading = true;
-        entry(nullptr);
-        loading = false;
-        return find_class(name) != nullptr;
-    }
-    return false;
-}
-
-void unload()
-{
-    reset();
     classes.erase(
         std::remove_if(classes.begin(), classes.end(), [](auto &c) { return c->from_file; }),
         classes.end());
-    for (void *library : libraries) dlclose(library);
-    libraries.clear();
-    if (!linked_any) release_everything();
 }
 
-bool understands(const t_object *x, std::string_view selector)
+bool is_registered(const t_class *c)
 {
-    const auto &methods = get(x).type->methods;
-    const auto found = methods.find(selector);
-    return found != methods.end() &&
-           (found->second.types.empty() || found->second.types[0] != A_CANT);
+    return std::any_of(classes.begin(), classes.end(),
+                       [c](auto &known) { return known.get() == c && known->registered; });
 }
 
 /// A class still being built, or null, which is a fault of the call named.
@@ -90,8 +42,19 @@ static t_class *open_class(const t_class *c, const char *call)
 static std::vector<int> read_types(int first, va_list args)
 {
     std::vector<int> types;
-    for (int type = first; type != A_NOTHING; type = va_arg(args, int)) types.push_back(type);
+    for (int type = first; type != A_NOTHING && types.size() <= MSG_MAXARG;
+         type = va_arg(args, int))
+        types.push_back(type);
     return types;
+}
+
+/// A_GIMME and A_CANT stand alone; the rest are numbers and symbols, seven at most.
+static bool can_call(const std::vector<int> &types)
+{
+    if (types.size() == 1 && (types[0] == A_GIMME || types[0] == A_CANT)) return true;
+    return types.size() <= MSG_MAXARG && std::all_of(types.begin(), types.end(), [](int type) {
+               return (type >= A_LONG && type <= A_SYM) || (type >= A_DEFLONG && type <= A_DEFSYM);
+           });
 }
 
 } // namespace host
@@ -122,7 +85,10 @@ t_max_err class_addmethod(t_class *c, method m, C74_CONST char *name, ...)
     va_end(args);
     t_class *open = host::open_class(c, "class_addmethod");
     if (!open) return MAX_ERR_INVALID_PTR;
-    if (types.size() > MSG_MAXARG) host::fault("class_addmethod: too many typed arguments");
+    if (!host::can_call(types)) {
+        host::fault("class_addmethod: types that this host does not know, or too many: ", name);
+        return MAX_ERR_GENERIC;
+    }
     open->methods[name] = {m, std::move(types)};
     return MAX_ERR_NONE;
 }

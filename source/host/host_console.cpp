@@ -7,10 +7,12 @@
 static void add_line(bool error, const t_object *x, const char *format, va_list args)
 {
     const host::own_heap_use own;
+    if (x) host::find(x, error ? "object_error" : "object_post");
     va_list again;
     va_copy(again, args);
     const int length = std::vsnprintf(nullptr, 0, format, again);
     va_end(again);
+    if (length < 0) return host::fault("a console line cannot be formatted");
     std::string text(static_cast<size_t>(length), '\0');
     std::vsnprintf(text.data(), text.size() + 1, format, args);
     host::now.console.push_back({host::now.clock_ms, error, x, std::move(text)});

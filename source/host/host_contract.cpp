@@ -12,6 +12,7 @@ own_heap_use::~own_heap_use() { --own_uses; }
 void fault(std::string_view text, std::string_view more, std::string_view end)
 {
     const own_heap_use own;
+    if (now.faults.size() == 1000) return; // one breach in every block of a long render
     now.faults.push_back(std::string(text).append(more).append(end));
 }
 
@@ -24,9 +25,10 @@ static const char *where()
 
 static void forbidden_here(const char *call) { fault(call, " called from the ", where()); }
 
-void main_only(const char *call)
+bool main_only(const char *call)
 {
     if (running != context::main) forbidden_here(call);
+    return running == context::main;
 }
 
 void not_in_audio(const char *call)

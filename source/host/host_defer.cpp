@@ -5,7 +5,12 @@
 
 namespace host {
 
-void set_time(double ms) { now.clock_ms = ms; }
+void set_time(double ms)
+{
+    if (!(ms >= -9e15 && ms <= 9e15)) throw error("no time of day");
+    now.clock_ms = ms;
+}
+
 double time() { return now.clock_ms; }
 void defer_at_once(bool yes) { now.defer_at_once = yes; }
 
@@ -42,6 +47,10 @@ void *defer(void *ob, method fn, t_symbol *sym, short argc, t_atom *argv)
     const host::own_heap_use own;
     const host::instance *x = host::find(ob, "defer");
     if (!x) return nullptr;
+    if (!fn || (argv && argc < 0)) {
+        host::fault("defer: no function, or a negative count");
+        return nullptr;
+    }
     host::deferred job{x->memory, fn, sym, argv != nullptr, argc, {}};
     if (argv) job.args.assign(argv, argv + argc);
     if (host::now.defer_at_once && host::running == host::context::main) host::call(job);
@@ -49,4 +58,4 @@ void *defer(void *ob, method fn, t_symbol *sym, short argc, t_atom *argv)
     return nullptr;
 }
 
-long gettime(void) { return static_cast<long>(host::now.clock_ms); }
+long gettime(void) { return static_cast<long>(static_cast<int64_t>(host::now.clock_ms)); }

@@ -2,17 +2,18 @@
 #include "host_state.h"
 
 #include <algorithm>
+#include <cstring>
 #include <limits>
 
 namespace host {
 
 static t_object chain_object; // what dsp64 methods call "dsp_add64" on
 static instance *compiling = nullptr;
-static signal silence(max_frames); // what unconnected inlets hear
+static signal silence(max_frames + 1); // what unconnected inlets hear
 
 static void check_audio(double sample_rate, long vector_size)
 {
-    if (!(sample_rate > 0) || vector_size < 1 || vector_size > max_frames)
+    if (!(sample_rate > 0 && sample_rate <= 1e9) || vector_size < 1 || vector_size > max_frames)
         throw error("sample rate or vector size out of range");
 }
 
@@ -41,12 +42,29 @@ static size_t signal_inlet(const instance &x, int inlet)
 
 void connect(t_object *x, int inlet, int cords)
 {
+    if (cords < 0 || cords > 1000) throw error("no such number of cords");
     instance &i = get(x);
     i.cords[signal_inlet(i, inlet)] = cords;
     now.chain_stale = true;
 }
 
 static long vector_size(const instance &x) { return x.own_vector ? x.own_vector : now.vector_size; }
+
+/// The vector of signal outlet k: that of inlet k where there is one, as a host is free to choose.
+static size_t outlet_wire(const instance &x, size_t k)
+{
+    const size_t ins = static_cast<size_t>(x.signal_inlets);
+    return k < ins && !(x.header()->z_misc & Z_NO_INPLACE) ? k : ins + k;
+}
+
+static void lay_wires(instance &x, size_t ins, size_t outs)
+{
+    if (x.wires.size() != ins + outs) x.wires.assign(ins + outs, signal(max_frames + 1)); // guard
+    x.ins.resize(ins);
+    x.outs.resize(outs);
+    for (size_t k = 0; k < ins; ++k) x.ins[k] = x.cords[k] ? x.wires[k].data() : silence.data();
+    for (size_t k = 0; k < outs; ++k) x.outs[k] = x.wires[outlet_wire(x, k)].data();
+}
 
 /// Calls the instance's dsp64 method, which adds its perform routine, and lays out its vectors.
 static void compile(instance &x)
@@ -59,12 +77,12 @@ static void compile(instance &x)
     const size_t ins = static_cast<size_t>(x.signal_inlets);
     const size_t outs = static_cast<size_t>(signal_outlets(x.memory));
     std::vector<short> counts(ins + outs, 1);
-    std::copy(x.cords.begin(), x.cords.end(), counts.begin());
-    x.wires.assign(ins + outs, signal(max_frames + 1)); // one for the guard
+    for (size_t k = 0; k < ins; ++k) counts[k] = static_cast<short>(x.cords[k]);
     compiling = &x;
     dsp64(x.memory, &chain_object, counts.data(), x.own_rate > 0 ? x.own_rate : now.sample_rate,
           vector_size(x), 0);
     compiling = nullptr;
+    lay_wires(x, ins, outs);
 }
 
 void start_audio()
@@ -81,13 +99,6 @@ void stop_audio()
     now.chain_stale = true;
 }
 
-/// The vector of signal outlet k: that of inlet k where there is one, as a host is free to choose.
-static size_t outlet_wire(const instance &x, size_t k)
-{
-    const size_t ins = static_cast<size_t>(x.signal_inlets);
-    return k < ins && !(x.header()->z_misc & Z_NO_INPLACE) ? k : ins + k;
-}
-
 double *input(t_object *x, int inlet)
 {
     instance &i = get(x);
@@ -99,45 +110,55 @@ const double *output(const t_object *x, int outlet)
     const instance &i = get(x);
     if (outlet < 0 || outlet >= signal_outlets(x))
         throw error("no signal outlet " + std::to_string(outlet));
-    if (i.wires.empty()) throw error("audio was not started yet");
-    return i.wires[outlet_wire(i, static_cast<size_t>(outlet))].data();
+    if (static_cast<size_t>(outlet) >= i.outs.size()) throw error("audio was not started yet");
+    return i.outs[static_cast<size_t>(outlet)];
 }
 
 /// What stands behind the last frame of a vector, to see whether it is still there after the block.
 static constexpr double guard = 0x1.badc0dep+100;
 
-static void check_block(instance &x, long frames)
+/// Feeds the inlets, and fills the outlets that no inlet shares with garbage.
+static void prepare_block(instance &x, size_t frames)
 {
-    const size_t end = static_cast<size_t>(frames);
+    for (signal &wire : x.wires) wire[frames] = guard;
+    silence[frames] = guard;
+    for (double *out : x.outs) std::fill_n(out, frames, std::numeric_limits<double>::quiet_NaN());
+    for (size_t k = 0; k < x.ins.size(); ++k)
+        if (x.cords[k]) std::copy_n(x.sources[k].begin(), frames, x.ins[k]);
+}
+
+static bool is_outlet(const instance &x, const double *wire)
+{
+    return std::find(x.outs.begin(), x.outs.end(), wire) != x.outs.end();
+}
+
+static void check_block(const instance &x, size_t frames)
+{
     for (const signal &wire : x.wires)
-        if (wire[end] != guard) fault("a perform routine wrote beyond its vector");
-    const auto first = silence.begin(), last = first + frames;
-    if (std::any_of(first, last, [](double v) { return v != 0; })) {
+        if (wire[frames] != guard) fault("a perform routine wrote beyond its vector");
+    const bool silent = std::all_of(silence.begin(), silence.begin() + static_cast<long>(frames),
+                                    [](double v) { return v == 0; });
+    if (!silent || silence[frames] != guard) {
         fault("a perform routine wrote to an unconnected inlet");
-        std::fill(first, last, 0.0);
+        std::fill(silence.begin(), silence.end(), 0.0);
     }
+    silence[frames] = 0;
+    for (size_t k = 0; k < x.ins.size(); ++k)
+        if (x.cords[k] && !is_outlet(x, x.ins[k]) &&
+            std::memcmp(x.ins[k], x.sources[k].data(), frames * sizeof(double)))
+            fault("a perform routine wrote to an inlet");
     check_locks();
 }
 
 static void perform(instance &x, long frames)
 {
-    const size_t ins = static_cast<size_t>(x.signal_inlets), outs = x.wires.size() - ins;
-    std::vector<double *> in(ins), out(outs);
-    for (signal &wire : x.wires) wire[static_cast<size_t>(frames)] = guard;
-    for (size_t k = 0; k < outs; ++k) {
-        out[k] = x.wires[outlet_wire(x, k)].data();
-        std::fill_n(out[k], frames, std::numeric_limits<double>::quiet_NaN());
-    }
-    for (size_t k = 0; k < ins; ++k) {
-        in[k] = x.cords[k] ? x.wires[k].data() : silence.data();
-        if (x.cords[k]) std::copy_n(x.sources[k].begin(), frames, in[k]);
-    }
+    prepare_block(x, static_cast<size_t>(frames));
     for (const performer &p : x.chain) {
         const in_context audio(context::audio);
-        p.routine(x.memory, &chain_object, in.data(), static_cast<long>(ins), out.data(),
-                  static_cast<long>(outs), frames, p.flags, p.userparam);
+        p.routine(x.memory, &chain_object, x.ins.data(), static_cast<long>(x.ins.size()),
+                  x.outs.data(), static_cast<long>(x.outs.size()), frames, p.flags, p.userparam);
     }
-    check_block(x, frames);
+    check_block(x, static_cast<size_t>(frames));
 }
 
 void run(long frames)
@@ -156,7 +177,9 @@ void z_dsp_setup(t_pxobject *header, long nsignals)
     const host::own_heap_use own;
     host::instance *x = host::find(header, "z_dsp_setup");
     if (!x) return;
-    if (!x->type->signal) host::fault("z_dsp_setup: the class was not given to class_dspinit");
+    if (!x->type->signal || x->has_signals || nsignals < 0)
+        return host::fault(
+            "z_dsp_setup: not a signal class, or set up already, or a negative count");
     x->signal_inlets = nsignals;
     x->has_signals = true;
     const size_t count = static_cast<size_t>(nsignals);
@@ -182,6 +205,10 @@ void *object_method_imp(void *x, void *sym, void *p1, void *p2, void *p3, void *
     if (x != &host::chain_object || sym != gensym("dsp_add64") || !host::compiling ||
         p1 != host::compiling->memory) {
         host::fault("object_method_imp: only dsp_add64 of oneself, within dsp64, is known here");
+        return nullptr;
+    }
+    if (!p2) {
+        host::fault("dsp_add64: no perform routine");
         return nullptr;
     }
     host::compiling->chain.push_back({reinterpret_cast<t_perfroutine64>(p2),

@@ -40,7 +40,7 @@ void release_everything()
     blocks().clear();
 }
 
-void fail_allocation(long k) { now.allocations_until_failure = k; }
+long fail_allocation(long k) { return std::exchange(now.allocations_until_failure, k); }
 
 } // namespace host
 

@@ -66,12 +66,28 @@ static bool fit(instance &x, const binding &bound, const char *selector, atoms &
     return true;
 }
 
-static const binding *find_method(const instance &x, std::string_view selector)
+const binding *find_method(const instance &x, std::string_view selector)
 {
     const auto found = x.type->methods.find(selector);
     if (found == x.type->methods.end()) return nullptr;
     const auto &types = found->second.types;
     return !types.empty() && types[0] == A_CANT ? nullptr : &found->second;
+}
+
+bool understands(const t_object *x, std::string_view selector)
+{
+    return find_method(get(x), selector);
+}
+
+/// What a message with this selector calls: int and float stand in for one another, and anything
+/// for the words that nothing else is bound to.
+static const binding *find_called(const instance &x, std::string_view selector)
+{
+    if (const binding *bound = find_method(x, selector)) return bound;
+    if (selector == "int") return find_method(x, "float");
+    if (selector == "float") return find_method(x, "int");
+    if (selector == "bang" || selector == "list") return nullptr;
+    return find_method(x, "anything");
 }
 
 /// While it lives, a message is being delivered at an inlet; the header says so too.
@@ -93,19 +109,15 @@ struct at_inlet {
 void deliver(instance &x, int inlet, const char *selector, const atoms &given)
 {
     using variadic = void (*)(t_object *, t_symbol *, long, t_atom *);
-    const std::string_view name = selector;
-    const binding *bound = find_method(x, name);
-    if (!bound && (name == "int" || name == "float")) // one stands in for the other
-        bound = find_method(x, name == "int" ? "float" : "int");
-    else if (!bound && name != "bang" && name != "list") bound = find_method(x, "anything");
+    const binding *bound = find_called(x, selector);
     if (!bound) return object_error(x.memory, "doesn't understand \"%s\"", selector);
 
     atoms args = given;
     const bool typed = bound->types.empty() || bound->types[0] != A_GIMME;
     if (typed && !fit(x, *bound, selector, args)) return;
 
-    const in_context scheduler(context::scheduler);
-    const at_inlet there(x, inlet);
+    const in_context there(now.defer_at_once ? context::main : context::scheduler);
+    const at_inlet here(x, inlet);
     if (typed) {
         call_typed(bound->handler, x.memory, args);
     } else {
@@ -128,34 +140,47 @@ void send(t_object *x, int inlet, const char *selector, const atoms &arguments)
     deliver(get(x), inlet, selector, arguments);
 }
 
-static void send_one(t_object *x, int inlet, atoms words)
+/// Takes the selector off a message; numbers imply theirs.
+static const char *take_selector(atoms &words)
 {
-    if (words.empty()) return;
-    if (words[0].a_type == A_SYM) {
-        const char *selector = words[0].a_w.w_sym->s_name;
-        words.erase(words.begin());
-        return deliver(get(x), inlet, selector, words);
-    }
-    const char *selector = words.size() > 1 ? "list" : words[0].a_type == A_LONG ? "int" : "float";
-    deliver(get(x), inlet, selector, words);
+    if (words[0].a_type != A_SYM)
+        return words.size() > 1 ? "list" : words[0].a_type == A_LONG ? "int" : "float";
+    const char *selector = words[0].a_w.w_sym->s_name;
+    words.erase(words.begin());
+    return selector;
 }
 
-std::vector<std::string> messages(std::string_view text)
+/// The messages of a text, which commas outside double quotes separate; none is empty.
+static std::vector<atoms> messages(std::string_view text)
 {
-    std::vector<std::string> parts(1);
+    std::vector<atoms> found;
+    size_t from = 0;
     bool quoted = false;
-    for (const char c : text) {
-        if (c == '"') quoted = !quoted;
-        if (c == ',' && !quoted) parts.emplace_back();
-        else parts.back() += c;
+    for (size_t i = 0; i <= text.size(); ++i) {
+        if (i < text.size() && text[i] == '"') quoted = !quoted;
+        if (i < text.size() && (text[i] != ',' || quoted)) continue;
+        if (atoms words = parse(text.substr(from, i - from)); !words.empty())
+            found.push_back(std::move(words));
+        from = i + 1;
     }
-    return parts;
+    return found;
+}
+
+std::string unknown_selector(const t_object *x, std::string_view text)
+{
+    for (atoms &words : messages(text))
+        if (const char *selector = take_selector(words); !find_called(get(x), selector))
+            return selector;
+    return "";
 }
 
 void send(t_object *x, int inlet, std::string_view text)
 {
     check_inlet(x, inlet);
-    for (const std::string &message : messages(text)) send_one(x, inlet, parse(message));
+    for (atoms &words : messages(text)) {
+        const char *selector = take_selector(words);
+        deliver(get(x), inlet, selector, words);
+    }
 }
 
 } // namespace host

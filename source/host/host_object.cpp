@@ -28,6 +28,39 @@ instance &get(const t_object *x)
     throw error("no such object");
 }
 
+static bool creating = false; // a constructor is at work
+
+/// Removes an instance and what the session keeps for it.
+static void drop(instance &going)
+{
+    stop_deferred(going.memory);
+    // References that the external keeps for ever end with their owner here.
+    auto &references = now.references;
+    references.erase(std::remove_if(references.begin(), references.end(),
+                                    [&](auto &ref) { return ref->owner == &going; }),
+                     references.end());
+    release(going.memory, memory_kind::instance, "object_free");
+    auto &all = now.instances;
+    all.erase(std::find_if(all.begin(), all.end(), [&](auto &i) { return i.get() == &going; }));
+    now.chain_stale = true;
+}
+
+/// Of the instances made since there were `before`, only the one that the constructor returned
+/// stays.
+static t_object *keep_only(t_object *x, size_t before)
+{
+    bool found = false;
+    for (size_t i = now.instances.size(); i-- > before;)
+        if (now.instances[i]->memory == x) {
+            found = true;
+        } else {
+            fault("a constructor left half an instance behind");
+            drop(*now.instances[i]);
+        }
+    if (x && !found) fault("a constructor returned what it had not made");
+    return found ? x : nullptr;
+}
+
 t_object *create(std::string_view box)
 {
     using constructor = t_object *(*)(t_symbol *, long, t_atom *);
@@ -35,22 +68,22 @@ t_object *create(std::string_view box)
     const std::string name =
         words.empty() || words[0].a_type != A_SYM ? "" : words[0].a_w.w_sym->s_name;
     t_class *c = find_class(name);
-    if (!c && !name.empty() && load_class(name)) c = find_class(name);
+    if (!c && !name.empty()) {
+        load_class(name);
+        c = find_class(name);
+    }
     if (!c) {
         object_error(nullptr, "%s: No such object", name.c_str());
         return nullptr;
     }
     const in_context main(context::main);
     const size_t before = now.instances.size();
+    creating = true;
     t_object *x = reinterpret_cast<constructor>(c->make)(
         words[0].a_w.w_sym, static_cast<long>(words.size()) - 1, words.data() + 1);
+    creating = false;
     now.chain_stale = true;
-    if (!x && now.instances.size() > before) {
-        fault("a constructor left half an instance behind");
-        release(now.instances.back()->memory, memory_kind::instance, "constructor");
-        now.instances.pop_back();
-    }
-    return x && find(x, "constructor") ? x : nullptr;
+    return keep_only(x, before);
 }
 
 void destroy(t_object *x)
@@ -58,17 +91,8 @@ void destroy(t_object *x)
     instance &going = get(x);
     const in_context main(context::main);
     if (going.type->free) reinterpret_cast<void (*)(t_object *)>(going.type->free)(x);
-    stop_deferred(x);
     if (going.has_signals) fault("the instance was freed without z_dsp_free");
-    // References that the external keeps for ever end with their owner here.
-    auto &references = now.references;
-    references.erase(std::remove_if(references.begin(), references.end(),
-                                    [&](auto &ref) { return ref->owner == &going; }),
-                     references.end());
-    auto &all = now.instances;
-    all.erase(std::find_if(all.begin(), all.end(), [&](auto &i) { return i.get() == &going; }));
-    release(x, memory_kind::instance, "object_free");
-    now.chain_stale = true;
+    drop(going);
 }
 
 int inlets(const t_object *x) { return std::max(1, static_cast<int>(get(x).signal_inlets)); }
@@ -82,8 +106,9 @@ std::vector<std::string> outlets(const t_object *x)
 
 int signal_outlets(const t_object *x)
 {
-    const auto types = outlets(x);
-    return static_cast<int>(std::count(types.begin(), types.end(), "signal"));
+    const auto &made = get(x).outlets_made;
+    return static_cast<int>(
+        std::count_if(made.begin(), made.end(), [](auto &o) { return o.type == "signal"; }));
 }
 
 std::string assist(t_object *x, long kind, long index)
@@ -119,9 +144,9 @@ static t_outlet *add_outlet(void *x, const char *type, const char *call)
 
 void *object_alloc(t_class *c)
 {
-    host::main_only("object_alloc");
-    if (!c || !c->registered) {
-        host::fault("object_alloc: the class is not registered");
+    if (!host::main_only("object_alloc")) return nullptr;
+    if (!host::is_registered(c) || !host::creating) {
+        host::fault("object_alloc: not a registered class, or not in a constructor");
         return nullptr;
     }
     void *memory = host::allocate(c->size, 0, host::memory_kind::instance);

@@ -11,7 +11,6 @@
 #include <memory>
 #include <string>
 #include <unordered_map>
-#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -83,6 +82,7 @@ struct instance {
     std::vector<int> cords;      // per inlet
     std::vector<signal> sources; // what the user feeds each inlet
     std::vector<signal> wires;   // what the perform routine sees: inlets, outlets
+    std::vector<double *> ins, outs;
     std::vector<performer> chain;
 
     t_pxobject *header() const { return reinterpret_cast<t_pxobject *>(memory); }
@@ -92,10 +92,10 @@ struct instance {
 struct buffer {
     t_object object{};
     t_symbol *name = nullptr;
-    long channels = 1;
+    t_atom_long channels = 1;
     double sample_rate = 44100;
-    std::unique_ptr<float[]> samples;
-    long frames = 0;
+    std::unique_ptr<float[]> samples; // no more room than frames, so that sanitizers see its end
+    t_atom_long frames = 0;
     int locks = 0;
     bool refuses_locks = false;
 };
@@ -149,9 +149,12 @@ struct own_heap_use {
 
 /// The text is given in pieces, so that the caller needs no heap to put it together.
 void fault(std::string_view text, std::string_view more = {}, std::string_view end = {});
-/// The call named is allowed only where `allowed` says; elsewhere it is a fault.
-void main_only(const char *call);
+/// The call named is a fault elsewhere.
+bool main_only(const char *call);
 void not_in_audio(const char *call);
+
+extern bool loading; // what registers now comes from a file
+extern bool linked_any;
 
 /// The instance behind a pointer, or null, which is a fault of the call named.
 instance *find(const void *x, const char *call);
@@ -172,8 +175,10 @@ void release(void *memory, memory_kind kind, const char *call);
 void release_everything();
 
 t_class *find_class(std::string_view name);
-bool load_class(const std::string &name);
-void forget_loaded_classes();
+bool is_registered(const t_class *c);
+const binding *find_method(const instance &x, std::string_view selector); // one a patch may send
+void load_class(const std::string &name);
+void forget_classes(); // of unloaded files
 
 void deliver(instance &x, int inlet, const char *selector, const atoms &args);
 void notify(t_symbol *name, const char *message, buffer *sender);

@@ -13,6 +13,10 @@ t_symbol *gensym(C74_CONST char *s)
     };
     static std::unordered_map<std::string_view, std::unique_ptr<entry>> table; // lives for ever
     host::not_in_audio("gensym");
+    if (!s) {
+        host::fault("gensym: no text");
+        s = "";
+    }
     const host::own_heap_use own;
     if (const auto known = table.find(s); known != table.end()) return &known->second->symbol;
     auto fresh = std::make_unique<entry>(entry{s, {}});
@@ -30,15 +34,6 @@ t_atom atom(double v)
     a.a_w.w_float = v;
     return a;
 }
-
-t_atom atom(t_atom_long v)
-{
-    t_atom a{A_LONG, {}};
-    a.a_w.w_long = v;
-    return a;
-}
-
-t_atom atom(int v) { return atom(t_atom_long{v}); }
 
 t_atom atom(const char *symbol)
 {

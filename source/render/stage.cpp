@@ -60,8 +60,9 @@ public:
 
     void operator()(const message &sent)
     {
-        const t_object *x = has_inlet(sent);
-        for (const std::string &part : host::messages(sent.text)) understands(x, sent.object, part);
+        const std::string unknown = host::unknown_selector(has_inlet(sent), sent.text);
+        if (!unknown.empty())
+            throw host::error(notes.objects[sent.object].name + " does not understand " + unknown);
     }
 
     void operator()(const signal_change &change) { has_inlet(change); }
@@ -75,17 +76,6 @@ private:
             throw host::error(notes.objects[change.object].name + " has no inlet " +
                               std::to_string(change.inlet));
         return x;
-    }
-
-    void understands(const t_object *x, size_t object, const std::string &text) const
-    {
-        const host::atoms words = host::parse(text);
-        if (words.empty()) return;
-        const auto known = [&](const char *selector) { return host::understands(x, selector); };
-        const bool word = words[0].a_type == A_SYM, many = words.size() > 1;
-        const char *selector = word ? words[0].a_w.w_sym->s_name : many ? "list" : "float";
-        if (known(selector) || (!word && !many && known("int"))) return;
-        throw host::error(notes.objects[object].name + " does not understand " + selector);
     }
 
     const score &notes;

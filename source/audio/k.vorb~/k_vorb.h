@@ -47,8 +47,9 @@ struct inputs {
     double fog_amps[vorb_slots];
     double bw_decay, tex_cos2, atten_cos2;
 
-    double vs_inv, vs8; // 0 until audio starts: a fog started earlier stays silent
-    double phase;       // of the F0 phasor, in Hz times samples: 0 up to sr
+    double vs_inv,
+        vs8;      // 0 until audio starts: a fog started earlier cannot move, and is silent then
+    double phase; // of the F0 phasor, in Hz times samples: 0 up to sr
 };
 
 /// A fog's reading head.

@@ -11,3 +11,5 @@ extern "C" {
 HOST_PRINTF void object_post(t_object *x, C74_CONST char *s, ...);
 HOST_PRINTF void object_error(t_object *x, C74_CONST char *s, ...);
 }
+
+#undef HOST_PRINTF
