@@ -85,7 +85,7 @@ void notify(t_symbol *name, const char *message, buffer *sender)
     for (t_buffer_ref *ref : concerned) {
         if (!std::count(current.told.begin(), current.told.end(), ref))
             fault("a notice was not forwarded to its buffer reference");
-        ref->bound = find_buffer(name);
+        ref->bound = find_buffer(ref->name);
     }
     current = {};
 }

@@ -42,9 +42,10 @@ static t_class *open_class(const t_class *c, const char *call)
 static std::vector<int> read_types(int first, va_list args)
 {
     std::vector<int> types;
-    for (int type = first; type != A_NOTHING && types.size() <= MSG_MAXARG;
-         type = va_arg(args, int))
+    for (int type = first; type != A_NOTHING; type = va_arg(args, int)) {
         types.push_back(type);
+        if (types.size() > MSG_MAXARG) break; // the closing 0 may be missing
+    }
     return types;
 }
 

@@ -47,7 +47,7 @@ void *defer(void *ob, method fn, t_symbol *sym, short argc, t_atom *argv)
     const host::own_heap_use own;
     const host::instance *x = host::find(ob, "defer");
     if (!x) return nullptr;
-    if (!fn || (argv && argc < 0)) {
+    if (!fn || argc < 0) {
         host::fault("defer: no function, or a negative count");
         return nullptr;
     }

@@ -110,7 +110,8 @@ const double *output(const t_object *x, int outlet)
     const instance &i = get(x);
     if (outlet < 0 || outlet >= signal_outlets(x))
         throw error("no signal outlet " + std::to_string(outlet));
-    if (static_cast<size_t>(outlet) >= i.outs.size()) throw error("audio was not started yet");
+    if (static_cast<size_t>(signal_outlets(x)) != i.outs.size())
+        throw error("audio was not started since the outlets were made");
     return i.outs[static_cast<size_t>(outlet)];
 }
 

@@ -196,6 +196,56 @@ TEST_F(host_buffer, a_notice_with_a_strange_sender_is_a_fault)
     EXPECT_FALSE(faults().empty());
 }
 
+TEST_F(host_buffer, a_notice_changed_in_any_argument_is_a_fault_and_the_reference_right_after_it)
+{
+    using change = std::function<void(t_symbol *&, t_symbol *&, void *&, void *&)>;
+    static int strange;
+    const std::pair<const char *, change> changes[] = {
+        {"symbol", [](auto &s, auto &, auto &, auto &) { s = gensym("other"); }},
+        {"message", [](auto &, auto &msg, auto &, auto &) { msg = gensym("changed"); }},
+        {"sender", [](auto &, auto &, auto &sender, auto &) { sender = &strange; }},
+        {"no sender", [](auto &, auto &, auto &sender, auto &) { sender = nullptr; }},
+        {"data", [](auto &, auto &, auto &, auto &data) { data = &strange; }},
+        {"no data", [](auto &, auto &, auto &, auto &data) { data = nullptr; }},
+    };
+    host::set_buffer("other", 1, 44100, {7, 7, 7});
+    listener("b");
+    for (const auto &[what, spoil] : changes) {
+        SCOPED_TRACE(what);
+        acts.noticed = [&, &spoil = spoil](probe *, t_symbol *s, t_symbol *msg, void *sender,
+                                           void *data) {
+            spoil(s, msg, sender, data);
+            const t_max_err result = buffer_ref_notify(ref, s, msg, sender, data);
+            EXPECT_EQ(result, MAX_ERR_GENERIC);
+            return result;
+        };
+        host::set_buffer("b", 1, 44100, {1});
+        EXPECT_FALSE(faults().empty()) << "a new one";
+        EXPECT_NE(bound(), nullptr);
+        host::set_buffer("b", 1, 44100, {1, 2});
+        EXPECT_FALSE(faults().empty()) << "a change";
+        EXPECT_EQ(buffer_getframecount(bound()), 2);
+        host::delete_buffer("b");
+        EXPECT_FALSE(faults().empty()) << "the end";
+        EXPECT_EQ(bound(), nullptr);
+        EXPECT_THAT(faults(), IsEmpty());
+    }
+}
+
+TEST_F(host_buffer, a_reference_pointed_elsewhere_during_a_notice_stays_there)
+{
+    host::set_buffer("b", 1, 44100, {1});
+    host::set_buffer("other", 1, 44100, {1, 2, 3});
+    listener("b");
+    acts.noticed = [&](probe *, t_symbol *s, t_symbol *msg, void *sender, void *data) {
+        buffer_ref_notify(ref, s, msg, sender, data);
+        buffer_ref_set(ref, gensym("other"));
+        return t_max_err{MAX_ERR_NONE};
+    };
+    host::set_buffer("b", 1, 44100, {1, 2});
+    EXPECT_EQ(buffer_getframecount(bound()), 3);
+}
+
 TEST_F(host_buffer, an_unlocked_or_unknown_reference_answers_without_harm)
 {
     EXPECT_EQ(buffer_locksamples(nullptr), nullptr);

@@ -143,6 +143,34 @@ TEST_F(host_class, registration_out_of_contract_is_a_fault)
     EXPECT_EQ(faults().size(), 1u) << "eight typed arguments";
 }
 
+TEST_F(host_class, types_that_no_handler_can_have_are_a_fault_and_not_bound)
+{
+    t_class *c = plain_class("picky");
+    const auto handler = probe_class::as_method(nothing);
+    const auto expect_refused = [](t_max_err result, const char *what) {
+        EXPECT_EQ(result, MAX_ERR_GENERIC) << what;
+        EXPECT_THAT(faults(), ElementsAre(HasSubstr("class_addmethod"))) << what;
+    };
+    for (const int lonely : {A_GIMME, A_CANT})
+        for (const int other : {A_LONG, A_DEFSYM, A_GIMME, A_CANT}) {
+            expect_refused(class_addmethod(c, handler, "m", lonely, other, 0), "first");
+            expect_refused(class_addmethod(c, handler, "m", other, lonely, 0), "last");
+        }
+    for (const int unknown : {-1, 13, 99, +A_OBJ, +A_SEMI, +A_COMMA, +A_DOLLAR}) {
+        SCOPED_TRACE(unknown);
+        expect_refused(add(c, "m", unknown), "alone");
+        expect_refused(class_addmethod(c, handler, "m", A_FLOAT, unknown, 0), "last");
+    }
+    expect_refused(class_addmethod(c, handler, "m", A_LONG, A_LONG, A_LONG, A_LONG, A_LONG, A_LONG,
+                                   A_LONG, A_LONG),
+                   "eight and no end");
+    expect_refused(class_addmethod(c, handler, "m", A_LONG, A_LONG, A_LONG, A_LONG, A_LONG, A_LONG,
+                                   A_LONG, A_LONG, A_LONG, A_LONG),
+                   "ten and no end");
+    class_register(gensym("box"), c);
+    EXPECT_FALSE(host::understands(host::create("picky"), "m"));
+}
+
 TEST_F(host_class, a_signal_class_needs_room_for_the_signal_header)
 {
     class_dspinit(plain_class("narrow", sizeof(t_object)));

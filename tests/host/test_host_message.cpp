@@ -321,4 +321,52 @@ TEST_F(host_message, atoms_can_be_sent_as_they_are)
     EXPECT_THAT(calls, ElementsAre("g @1 f2.5 i3 sfour five"));
 }
 
+TEST_F(host_message, a_null_name_is_the_empty_symbol_and_a_fault)
+{
+    EXPECT_EQ(gensym(nullptr), gensym(""));
+    EXPECT_THAT(faults(), ElementsAre(HasSubstr("gensym")));
+}
+
+TEST_F(host_message, the_first_selector_that_is_not_understood_is_found_without_sending)
+{
+    const auto with = [](const char *name, std::initializer_list<const char *> selectors) {
+        t_class *c = plain_class(name);
+        for (const char *s : selectors) class_addmethod(c, as_method(any), s, A_GIMME, 0);
+        class_register(gensym("box"), c);
+        return host::create(name);
+    };
+    t_object *ints = with("ints", {"int"}), *floats = with("floats", {"float"}),
+             *greedy = with("greedier", {"anything"}), *bare = with("bare", {});
+    const struct {
+        t_object *x;
+        const char *text, *unknown;
+    } table[] = {
+        {x, "", ""},
+        {x, " , ,", ""},
+        {x, "5, 5., 1 2, bang, i word, none 1 2 3", ""}, // arguments are not looked at
+        {x, "i 1, nonsense, other 2", "nonsense"},
+        {x, "bang,,other", "other"},
+        {x, "g \"x, hum\", i 2", ""},
+        {x, "\"a, b\" 1, hum", "a, b"},
+        {x, "\"5\"", "5"},
+        {x, "hidden", "hidden"},
+        {x, "dsp64", "dsp64"},
+        {ints, "7.5, 7, float 3.", ""},
+        {floats, "5, 5., int 3", ""},
+        {ints, "7, 1 2", "list"},
+        {ints, "bang", "bang"},
+        {bare, "5", "int"},
+        {bare, "5.", "float"},
+        {greedy, "word, \"5\" 5, two words", ""},
+        {greedy, "5", "int"},
+        {greedy, "word, 5.", "float"},
+        {greedy, "1 2", "list"},
+        {greedy, "bang", "bang"},
+    };
+    for (const auto &row : table)
+        EXPECT_EQ(host::unknown_selector(row.x, row.text), row.unknown) << row.text;
+    EXPECT_THAT(calls, IsEmpty());
+    EXPECT_THAT(console(), IsEmpty());
+}
+
 } // namespace

@@ -243,6 +243,25 @@ TEST_F(host_rules, breaches_during_a_reset_are_not_forgotten)
     EXPECT_EQ(faults().size(), 1u);
 }
 
+TEST_F(host_rules, only_the_first_thousand_breaches_are_kept)
+{
+    int own = 0;
+    const auto breach = [&own](int times) {
+        for (int i = 0; i < times; ++i) sysmem_freeptr(&own);
+    };
+    gensym(nullptr);
+    breach(999);
+    EXPECT_EQ(faults().size(), 1000u);
+    gensym(nullptr);
+    breach(1500);
+    const auto kept_ones = faults();
+    ASSERT_EQ(kept_ones.size(), 1000u);
+    EXPECT_THAT(kept_ones.front(), HasSubstr("gensym"));
+    EXPECT_THAT(kept_ones.back(), HasSubstr("sysmem_freeptr"));
+    breach(1);
+    EXPECT_EQ(faults().size(), 1u) << "room again";
+}
+
 // ---- Memory -------------------------------------------------------------------------------------
 
 TEST_F(host_rules, fresh_memory_holds_rubbish)
@@ -292,6 +311,19 @@ TEST_F(host_rules, the_chosen_request_fails_and_no_other)
     char *memory = sysmem_newptr(8);
     EXPECT_NE(memory, nullptr) << "taken back";
     sysmem_freeptr(memory);
+}
+
+TEST_F(host_rules, a_new_request_to_fail_tells_what_was_left_of_the_former)
+{
+    EXPECT_EQ(host::fail_allocation(5), 0);
+    for (int i = 0; i < 2; ++i) sysmem_freeptr(sysmem_newptr(8));
+    EXPECT_EQ(host::fail_allocation(2), 3);
+    create(); // an instance counts too
+    EXPECT_EQ(host::fail_allocation(1), 1);
+    EXPECT_EQ(sysmem_newptr(8), nullptr);
+    EXPECT_EQ(host::fail_allocation(0), 0) << "it has struck";
+    sysmem_freeptr(sysmem_newptr(8));
+    EXPECT_EQ(host::fail_allocation(0), 0);
 }
 
 } // namespace

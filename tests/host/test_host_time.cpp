@@ -1,6 +1,10 @@
 // Deferred calls, the clock and the console.
 #include "probe.h"
 
+#include <cmath>
+#include <limits>
+#include <utility>
+
 namespace {
 
 std::vector<std::string> done;
@@ -152,6 +156,54 @@ TEST_F(host_time, the_console_keeps_channel_time_object_and_text_in_order)
     EXPECT_EQ(rows[1].object, nullptr);
     EXPECT_EQ(rows[1].ms, 6);
     EXPECT_THAT(host::take_console(), IsEmpty());
+}
+
+TEST_F(host_time, a_call_without_a_function_or_with_a_negative_count_is_not_deferred)
+{
+    const method some = probe_class::as_method(job);
+    t_atom one = host::atom(1);
+    struct row {
+        method fn;
+        short count;
+        t_atom *atoms;
+    };
+    for (const bool at_once : {false, true}) {
+        host::defer_at_once(at_once);
+        probe *x = create();
+        for (const auto &[fn, count, atoms] : {row{nullptr, 0, nullptr}, row{nullptr, 1, &one},
+                                               row{some, -1, &one}, row{some, -1, nullptr}}) {
+            defer(x, fn, nullptr, count, atoms);
+            EXPECT_THAT(faults(), ElementsAre(HasSubstr("defer")))
+                << count << (atoms ? " atoms" : " of none") << (fn ? "" : ", no function");
+        }
+        host::drain();
+        EXPECT_THAT(std::exchange(done, {}), IsEmpty());
+    }
+}
+
+TEST_F(host_time, the_clock_refuses_what_is_no_time)
+{
+    constexpr double inf = std::numeric_limits<double>::infinity(), end = 9e15;
+    host::set_time(7);
+    for (const double ms : {std::nan(""), inf, -inf, std::nextafter(end, inf),
+                            std::nextafter(-end, -inf), std::numeric_limits<double>::max()}) {
+        EXPECT_THROW(host::set_time(ms), host::error) << ms;
+        EXPECT_EQ(host::time(), 7);
+    }
+    for (const double ms : {end, -end}) {
+        host::set_time(ms);
+        EXPECT_EQ(host::time(), ms);
+    }
+}
+
+TEST_F(host_time, a_strangers_line_is_printed_and_a_fault)
+{
+    t_object stranger{};
+    object_post(&stranger, "post %d", 1);
+    EXPECT_THAT(faults(), ElementsAre(HasSubstr("object_post")));
+    object_error(&stranger, "error %d", 2);
+    EXPECT_THAT(faults(), ElementsAre(HasSubstr("object_error")));
+    EXPECT_THAT(console(), ElementsAre("post 1", "!error 2"));
 }
 
 } // namespace

@@ -37,6 +37,8 @@ static const mistake mistakes[] = {
      "s.score:1: there is no object named v"},
     {"unknown_class", "object v nothing~ 1\n",
      "s.score:1: cannot make v: nothing~: No such object"},
+    {"class_that_is_a_path", "object v ../externals/k.vorb~\n",
+     "s.score:1: cannot make v: ../externals/k.vorb~: No such object"},
     {"class_that_is_a_number", "object v 12\n", "s.score:1: cannot make v: : No such object"},
     {"object_twice", "object v k.vorb~\nobject v k.vorb~\n",
      "s.score:2: there is an object named v already"},
@@ -97,6 +99,14 @@ static const mistake mistakes[] = {
 
 INSTANTIATE_TEST_SUITE_P(All, Mistakes, testing::ValuesIn(mistakes),
                          [](const auto &test) { return std::string(test.param.name); });
+
+TEST_F(Errors, of_a_class_whose_name_no_file_can_have)
+{
+    const std::string name(300, 'n');
+    write("s.score", "# a long one\nobject v " + name + " 1\n");
+    expect_refused({"s.score", "-o", "x.wav"},
+                   "s.score:2: cannot make v: " + name + ": No such object");
+}
 
 TEST_F(Errors, of_the_command_line)
 {
