@@ -147,6 +147,8 @@ void set_buffer(const std::string &name, long channels, double sample_rate,
 void delete_buffer(const std::string &name);
 /// While true, the samples of this buffer cannot be locked.
 void refuse_locks(const std::string &name, bool yes);
+/// Names that references ask for and no buffer bears, each once.
+std::vector<std::string> unresolved();
 /// How often the buffer's editor was opened.
 int views(const std::string &name);
 

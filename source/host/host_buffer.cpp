@@ -2,6 +2,7 @@
 #include "host_state.h"
 
 #include <algorithm>
+#include <set>
 
 #if defined(__SANITIZE_ADDRESS__)
 #define WITH_ASAN 1
@@ -130,6 +131,14 @@ void refuse_locks(const std::string &name, bool yes)
     const auto found = now.buffers.find(name);
     if (found == now.buffers.end()) throw error("no buffer " + name);
     found->second->refuses_locks = yes;
+}
+
+std::vector<std::string> unresolved()
+{
+    std::set<std::string> names;
+    for (const auto &ref : now.references)
+        if (ref->name && !ref->bound) names.insert(ref->name->s_name);
+    return {names.begin(), names.end()};
 }
 
 int views(const std::string &name) { return now.views[name]; }

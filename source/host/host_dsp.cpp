@@ -89,15 +89,10 @@ void start_audio()
 {
     const in_context main(context::main);
     for (const auto &x : now.instances) compile(*x);
-    now.audio_on = true;
     now.chain_stale = false;
 }
 
-void stop_audio()
-{
-    now.audio_on = false;
-    now.chain_stale = true;
-}
+void stop_audio() { now.chain_stale = true; }
 
 double *input(t_object *x, int inlet)
 {
@@ -165,7 +160,7 @@ static void perform(instance &x, long frames)
 void run(long frames)
 {
     if (frames < 0 || frames > max_frames) throw error("a block has at most 8192 frames");
-    if (!now.audio_on || now.chain_stale) start_audio();
+    if (now.chain_stale) start_audio();
     for (const auto &x : now.instances)
         if (!x->chain.empty()) perform(*x, frames ? frames : vector_size(*x));
 }
