@@ -34,7 +34,7 @@ static bool coerce(t_atom &value, int type)
     if ((value.a_type == A_SYM) != (type == A_SYM)) return false;
     if (type == A_LONG && value.a_type == A_FLOAT) {
         const double v = value.a_w.w_float;
-        const bool fits = v > -9223372036854775808.0 && v < 9223372036854775808.0;
+        const bool fits = v >= -9223372036854775808.0 && v < 9223372036854775808.0;
         value = atom(fits ? static_cast<t_atom_long>(v) : t_atom_long{0});
     }
     if (type == A_FLOAT && value.a_type == A_LONG)

@@ -3,6 +3,7 @@
 #include "options.h"
 #include "player.h"
 #include "report.h"
+#include "sound_format.h"
 #include "sound_writer.h"
 #include "stage.h"
 
@@ -13,18 +14,19 @@
 
 static volatile std::sig_atomic_t interrupted = 0;
 
-/// A disk quota shows as a failed write and an interrupt as a failed render: both must still remove
-/// the temporary file.
+/// A disk quota and a closed pipe show as failed writes, an interrupt as a failed render: all must
+/// still remove the temporary file.
 static void keep_signals_quiet()
 {
-    std::signal(SIGXFSZ, SIG_IGN);
+    for (const int s : {SIGXFSZ, SIGPIPE}) std::signal(s, SIG_IGN);
     for (const int s : {SIGINT, SIGTERM, SIGHUP}) std::signal(s, [](int) { interrupted = 1; });
 }
 
 static void check_output(const options &o, const sound_shelf &sounds)
 {
+    std::error_code none;
     for (const auto &[file, sound] : sounds)
-        if (std::filesystem::exists(o.output) && std::filesystem::equivalent(file, o.output))
+        if (std::filesystem::equivalent(file, o.output, none))
             throw bad_input(o.output.string() + ": the score itself plays that file");
 }
 
@@ -32,7 +34,7 @@ static void stop_at_faults()
 {
     const auto faults = host::take_faults();
     for (const std::string &fault : faults) std::fprintf(stderr, "fault: %s\n", fault.c_str());
-    if (!faults.empty()) throw std::runtime_error("render: the object broke the host's rules");
+    if (!faults.empty()) throw std::runtime_error("the object broke the host's rules");
 }
 
 static double loudest(const std::vector<double> &samples)
@@ -52,11 +54,12 @@ static void render(const options &o)
     const std::vector<t_object *> objects = make_objects(notes);
     check_events(notes, objects);
     player playing(notes, sounds, objects, o.rate, o.vector);
-    sound_writer file(o.output, choose_format(o.output, o.format, playing.channels(), o.rate));
+    const SF_INFO format = choose_format(o.output, o.format, playing.channels(), o.rate);
+    sound_writer file(o.output, format);
     report news(notes, objects);
     double peak = 0;
     while (!playing.finished()) {
-        if (interrupted) throw std::runtime_error("render: interrupted");
+        if (interrupted) throw std::runtime_error("interrupted");
         const bool wanted = playing.now_ms() >= o.start_ms;
         const std::vector<double> &block = playing.block();
         news.host_news();
@@ -68,12 +71,26 @@ static void render(const options &o)
         news.progress(playing.now_ms());
     }
     if (!file.frames()) throw bad_input(o.score + ": it ends before there is anything to write");
+    const auto missing = host::unresolved();
     for (t_object *x : objects) host::destroy(x);
     news.host_news();
     stop_at_faults();
     file.finish();
     news.closing(o.output, static_cast<double>(file.frames()) / o.rate, playing.channels(), peak,
-                 file.clips());
+                 clips(format));
+    if (peak == 0) news.missing_buffers(missing);
+}
+
+static void check_standard_output()
+{
+    if (std::fflush(stdout) || std::ferror(stdout))
+        throw std::runtime_error("standard output cannot be written");
+}
+
+static int failed(const char *before, const std::exception &wrong, int status)
+{
+    std::fprintf(stderr, "%s%s\n", before, wrong.what());
+    return status;
 }
 
 int main(int argc, char **argv)
@@ -81,12 +98,13 @@ int main(int argc, char **argv)
     keep_signals_quiet();
     try {
         if (const auto o = read_options(argc, argv)) render(*o);
+        check_standard_output();
         return 0;
+    } catch (const bad_line &wrong) {
+        return failed("", wrong, 2);
     } catch (const bad_input &wrong) {
-        std::fprintf(stderr, "%s\n", wrong.what());
-        return 2;
+        return failed("render: ", wrong, 2);
     } catch (const std::exception &wrong) {
-        std::fprintf(stderr, "%s\n", wrong.what());
-        return 1;
+        return failed("render: ", wrong, 1);
     }
 }

@@ -2,7 +2,8 @@
 #include "options.h"
 
 #include "failure.h"
-#include "sound_writer.h"
+#include "sound_format.h"
+#include "words.h"
 
 #include <CLI/CLI.hpp>
 
@@ -14,20 +15,21 @@ static const char description[] =
 A score is plain text, a line for whatever one would type in the host:
 
     # a buffer~ and its sound file, relative to the score; an object's box
-    buffer  sample1 voice.wav
-    object  v k.vorb~ 2 sample1 80 0 1 60 0.3 4 all 15 1
+    buffer  sample1 media/word.wav
+    object  v k.vorb~ 2 sample1 20 0 1 60 0.5 4 40 15 1
     # a time in ms, an object, an inlet, then a signal: constant ...
     0       v 0 signal 110
     # ... or straight lines: a start, then pairs of target and time in ms
-    0       v 1 signal 150 900 6000
+    0       v 1 signal 150 650 6000
     # a message (and `signal off` unplugs)
     1500    v 0 tex 12
     # buffers come, change and, with a name alone, go
-    4000    buffer sample1 other.wav
+    4000    buffer sample1 media/other.wav
     9000    end
 
-Without an end line the render stops one second after the last event, when all
-has been below -120 dBFS for that second.)";
+Without an end line the render stops one second after the last event and the
+last target of a signal, when all has been below -120 dBFS for that second. What
+still sounds ten minutes after them is refused: it needs an end line.)";
 
 static const char footer[] = R"(Example:
   render examples/choir.score -o choir.wav
@@ -50,11 +52,13 @@ std::optional<options> read_options(int argc, char **argv)
     app.add_option("--rate", o.rate, "sample rate in Hz")
         ->check(CLI::Range(1000, 768000))
         ->capture_default_str();
-    app.add_option("--vector", o.vector, "frames per block, at whose start events take effect")
+    app.add_option("--vector", o.vector,
+                   "frames per block, at whose start events take effect; "
+                   "some objects complain of more than 64")
         ->check(CLI::Range(1, 8192))
         ->capture_default_str();
-    app.add_option("--start", o.start_ms, "write only what sounds from this time on, in ms")
-        ->check(CLI::NonNegativeNumber)
+    app.add_option("--start", o.start_ms,
+                   "write only what sounds from this time on, in ms, up to 24 hours")
         ->capture_default_str();
     app.add_option("--externals", o.externals, "the folder with the externals")
         ->check(CLI::ExistingDirectory);
@@ -64,7 +68,10 @@ std::optional<options> read_options(int argc, char **argv)
         std::cout << app.help();
         return std::nullopt;
     } catch (const CLI::ParseError &wrong) {
-        throw bad_input(std::string("render: ") + wrong.what());
+        throw bad_input(wrong.what());
     }
+    if (!(o.start_ms >= 0 && o.start_ms <= longest_ms))
+        throw bad_input("--start lies between 0 and 24 hours, in ms");
+    if (o.output.empty()) throw bad_input("--output is empty");
     return o;
 }

@@ -15,6 +15,7 @@ player::player(const score &played, const sound_shelf &from, const std::vector<t
     : notes(played), sounds(from), objects(to), rate(sample_rate), vector(vector_size)
 {
     for (const t_object *x : objects) widest = std::max(widest, host::signal_outlets(x));
+    host::start_audio(); // what happens at time 0 finds the objects as in a host that runs
     mixed.resize(static_cast<size_t>(vector) * static_cast<size_t>(widest));
 }
 
@@ -35,7 +36,7 @@ const std::vector<double> &player::block()
         try {
             std::visit([&](const auto &what) { apply(what); }, due.what);
         } catch (const host::error &wrong) {
-            throw bad_input(notes.at(due.line, wrong.what()));
+            throw bad_line(notes.at(due.line, wrong.what()));
         }
         host::drain(); // the main thread is never late: what one line defers, the next finds done
     }
@@ -90,7 +91,7 @@ void player::listen()
 {
     for (const double v : mixed) {
         if (!(std::abs(v) <= std::numeric_limits<float>::max()))
-            throw std::runtime_error("render: an outlet's level is beyond all numbers");
+            throw std::runtime_error("an outlet's level is beyond all numbers");
         if (std::abs(v) >= silence) heard_ms = now_ms();
     }
     if (!notes.end_ms && next_event == notes.events.size() && now_ms() > last_ms + patience_ms)

@@ -10,6 +10,13 @@ report::report(const score &played, const std::vector<t_object *> &made)
 {
 }
 
+// When something fails, what the host said before is still worth reading.
+report::~report()
+{
+    host_news();
+    erase_bar();
+}
+
 std::string report::who(const t_object *x) const
 {
     const auto found = std::find(objects.begin(), objects.end(), x);
@@ -67,4 +74,10 @@ void report::closing(const std::string &file, double seconds, int channels, doub
     std::printf("%s: %.3f s, %d channel%s, %s%s, %.0f times real time\n", file.c_str(), seconds,
                 channels, channels > 1 ? "s" : "", level, loud,
                 seconds / std::max(elapsed(), 1e-6));
+}
+
+void report::missing_buffers(const std::vector<std::string> &names)
+{
+    for (const std::string &name : names)
+        std::fprintf(stderr, "there is no buffer named %s\n", name.empty() ? "\"\"" : name.c_str());
 }

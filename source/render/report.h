@@ -11,7 +11,7 @@
 class report {
 public:
     report(const score &played, const std::vector<t_object *> &made);
-    ~report() { erase_bar(); }
+    ~report();
 
     /// Shows the console's new rows and the numbers from integer outlets, on standard error.
     void host_news();
@@ -19,6 +19,8 @@ public:
     void progress(double ms);
     /// Length, channels, level and speed, on standard output.
     void closing(const std::string &file, double seconds, int channels, double peak, bool clipped);
+    /// Why it may be that nothing sounds: the buffers that objects look for in vain.
+    void missing_buffers(const std::vector<std::string> &names);
 
 private:
     std::string who(const t_object *x) const;

@@ -16,9 +16,9 @@ std::string score::at(int line, const std::string &what) const
 
 namespace {
 
-constexpr double longest_ms = 24 * 3600 * 1000.0;
-
 using mistake = std::invalid_argument;
+
+constexpr char signal_alone[] = "a signal stands alone on its line";
 
 std::string unquoted(std::string_view word)
 {
@@ -34,6 +34,7 @@ public:
     void line(std::string_view text)
     {
         ++number_of_line;
+        check_characters(text);
         text = without_comment(text);
         if (text.empty()) return;
         if (std::count(text.begin(), text.end(), '"') % 2) throw mistake("a quote stays open");
@@ -47,6 +48,13 @@ public:
     int number_of_line = 0;
 
 private:
+    static void check_characters(std::string_view text)
+    {
+        const auto control = [](char c) { return (c >= 0 && c < ' ' && c != '\t') || c == 127; };
+        if (std::any_of(text.begin(), text.end(), control))
+            throw mistake("a control character, but scores are plain text");
+    }
+
     void at(double ms)
     {
         if (result.end_ms) throw mistake("nothing may follow the end");
@@ -91,13 +99,23 @@ private:
         if (text.empty()) throw mistake("what goes to the inlet is missing");
         std::string_view rest = text;
         if (take_word(rest) == "signal") return signal(object, inlet, rest);
+        for (std::string_view part : parts_of(text)) check_selector(take_word(part));
         add(message{object, inlet, std::string(text)});
+    }
+
+    static void check_selector(std::string_view selector)
+    {
+        if (selector == "signal") throw mistake(signal_alone);
+        if (selector == "\"\"") throw mistake("a message is empty");
     }
 
     void signal(size_t object, int inlet, std::string_view text)
     {
+        if (parts_of(text).size() > 1) throw mistake(signal_alone);
         if (text == "off") return add(signal_change{object, inlet, std::nullopt});
-        add(signal_change{object, inlet, signal_line(words_of(text))});
+        const auto words = words_of(text);
+        if (words.size() > 1 && words[0] == "off") throw mistake("signal off stands alone");
+        add(signal_change{object, inlet, signal_line(words)});
     }
 
     void end(std::string_view text)
@@ -124,6 +142,14 @@ private:
     double now = 0;
 };
 
+void skip_byte_order_mark(std::istream &in)
+{
+    for (const int c : {0xEF, 0xBB, 0xBF}) {
+        if (in.peek() != c) return;
+        in.get();
+    }
+}
+
 } // namespace
 
 score read_score(const std::string &path)
@@ -135,9 +161,13 @@ score read_score(const std::string &path)
     reader lines(result);
     std::string text;
     try {
-        while (std::getline(in, text)) lines.line(text);
+        skip_byte_order_mark(in);
+        while (std::getline(in, text)) {
+            if (!text.empty() && text.back() == '\r') text.pop_back();
+            lines.line(text);
+        }
     } catch (const std::invalid_argument &wrong) {
-        throw bad_input(result.at(lines.number_of_line, wrong.what()));
+        throw bad_line(result.at(lines.number_of_line, wrong.what()));
     }
     if (in.bad()) throw bad_input(path + ": cannot be read");
     if (result.objects.empty()) throw bad_input(path + ": the score has no object");

@@ -18,8 +18,11 @@ signal_line::signal_line(const std::vector<std::string_view> &words)
     points.push_back({0, number(words[0])});
     if (words.size() % 2 == 0)
         throw std::invalid_argument("signal needs a start, then pairs of target and time in ms");
-    for (size_t i = 1; i < words.size(); i += 2)
+    for (size_t i = 1; i < words.size(); i += 2) {
         points.push_back({points.back().ms + positive(words[i + 1]), number(words[i])});
+        if (length_ms() > longest_ms)
+            throw std::invalid_argument("a signal's times add up to more than 24 hours");
+    }
 }
 
 double signal_line::at(double ms)

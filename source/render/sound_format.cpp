@@ -1,5 +1,5 @@
 // Which sound file format a name's ending and a word choose.
-#include "sound_writer.h"
+#include "sound_format.h"
 
 #include "failure.h"
 
@@ -68,6 +68,29 @@ const choice &coding(int type, const std::string &word, const std::string &kind)
     return *wanted;
 }
 
+// 32-bit sizes end at 4 GB; the header needs some of them.
+constexpr sf_count_t small_file = 0xFFFF0000;
+
+bool sized_in_32_bits(int format)
+{
+    const int type = format & SF_FORMAT_TYPEMASK;
+    return type == SF_FORMAT_WAV || type == SF_FORMAT_AIFF || type == SF_FORMAT_AU;
+}
+
+sf_count_t bytes_per_sample(int format)
+{
+    switch (format & SF_FORMAT_SUBMASK) {
+    case SF_FORMAT_PCM_16:
+        return 2;
+    case SF_FORMAT_PCM_24:
+        return 3;
+    case SF_FORMAT_DOUBLE:
+        return 8;
+    default:
+        return 4;
+    }
+}
+
 } // namespace
 
 std::string format_words() { return listed(codings); }
@@ -86,4 +109,16 @@ SF_INFO choose_format(const std::filesystem::path &file, const std::string &word
         throw bad_input(file.string() + ": a ." + kind->word + " file does not take " +
                         std::to_string(channels) + " channels at " + std::to_string(rate) + " Hz");
     return info;
+}
+
+bool has_room(const SF_INFO &info, sf_count_t frames)
+{
+    return !sized_in_32_bits(info.format) ||
+           frames <= small_file / (info.channels * bytes_per_sample(info.format));
+}
+
+bool clips(const SF_INFO &info)
+{
+    const int coding = info.format & SF_FORMAT_SUBMASK;
+    return coding != SF_FORMAT_FLOAT && coding != SF_FORMAT_DOUBLE;
 }

@@ -2,6 +2,7 @@
 #include "sound_writer.h"
 
 #include "failure.h"
+#include "sound_format.h"
 
 #include <cerrno>
 #include <cstring>
@@ -11,31 +12,17 @@
 
 namespace fs = std::filesystem;
 
-// 32-bit sizes end at 4 GB; the header needs some of them.
-static constexpr sf_count_t small_file = 0xFFFF0000;
-
-static bool sized_in_32_bits(int format)
+/// Where a path leads, though there may be nothing yet; links that turn in a circle stay.
+static fs::path behind_links(fs::path file)
 {
-    const int type = format & SF_FORMAT_TYPEMASK;
-    return type == SF_FORMAT_WAV || type == SF_FORMAT_AIFF || type == SF_FORMAT_AU;
-}
-
-static sf_count_t bytes_per_sample(int format)
-{
-    switch (format & SF_FORMAT_SUBMASK) {
-    case SF_FORMAT_PCM_16:
-        return 2;
-    case SF_FORMAT_PCM_24:
-        return 3;
-    case SF_FORMAT_DOUBLE:
-        return 8;
-    default:
-        return 4;
-    }
+    std::error_code none;
+    for (int i = 0; i < 40 && fs::is_symlink(fs::symlink_status(file, none)); ++i)
+        file = file.parent_path() / fs::read_symlink(file);
+    return file;
 }
 
 sound_writer::sound_writer(const fs::path &wanted, const SF_INFO &wanted_info)
-    : file(wanted), info(wanted_info)
+    : file(wanted), place(behind_links(wanted)), info(wanted_info)
 {
     check_place();
     open_temporary();
@@ -55,20 +42,32 @@ void sound_writer::fail(const std::string &why) const
 // A rename would replace a device, or a file protected from writing, without asking.
 void sound_writer::check_place() const
 {
-    if (!fs::exists(file)) return;
-    if (!fs::is_regular_file(file)) fail("it is no ordinary file");
-    if (access(file.c_str(), W_OK)) fail(std::strerror(errno));
+    struct stat there;
+    if (stat(place.c_str(), &there)) {
+        if (errno != ENOENT) fail(std::strerror(errno));
+        return;
+    }
+    if (!S_ISREG(there.st_mode)) fail("it is no ordinary file");
+    if (access(place.c_str(), W_OK)) fail(std::strerror(errno));
+}
+
+/// Those of the file that is there, or of any new file.
+static mode_t permissions(const fs::path &file)
+{
+    struct stat there;
+    if (!stat(file.c_str(), &there)) return there.st_mode & 0777;
+    const mode_t mask = umask(0);
+    umask(mask);
+    return 0666 & ~mask;
 }
 
 void sound_writer::open_temporary()
 {
-    std::string name = file.string() + ".XXXXXX";
+    std::string name = place.string() + ".XXXXXX";
     const int descriptor = mkstemp(name.data());
     if (descriptor < 0) fail(std::strerror(errno));
     temporary = name;
-    const mode_t mask = umask(0);
-    umask(mask);
-    fchmod(descriptor, 0666 & ~mask);
+    fchmod(descriptor, permissions(place));
     out = sf_open_fd(descriptor, SFM_WRITE, &info, SF_TRUE);
     if (!out) {
         unlink(temporary.c_str()); // no destructor runs after a constructor that throws
@@ -84,9 +83,7 @@ void sound_writer::write(const std::vector<double> &samples)
     const auto frames = static_cast<sf_count_t>(samples.size()) / info.channels;
     if (sf_writef_double(out, samples.data(), frames) != frames) fail(sf_strerror(out));
     written += frames;
-    if (sized_in_32_bits(info.format) &&
-        written * info.channels * bytes_per_sample(info.format) > small_file)
-        fail("the format ends at 4 GB, .caf and .w64 do not");
+    if (!has_room(info, written)) fail("the format ends at 4 GB, .caf and .w64 do not");
 }
 
 void sound_writer::close()
@@ -104,12 +101,6 @@ void sound_writer::finish()
     SNDFILE *in = sf_open(temporary.c_str(), SFM_READ, &seen);
     sf_close(in);
     if (seen.frames != written) fail("the disk took only a part of it");
-    if (rename(temporary.c_str(), file.c_str())) fail(std::strerror(errno));
+    if (rename(temporary.c_str(), place.c_str())) fail(std::strerror(errno));
     temporary.clear();
-}
-
-bool sound_writer::clips() const
-{
-    const int coding = info.format & SF_FORMAT_SUBMASK;
-    return coding != SF_FORMAT_FLOAT && coding != SF_FORMAT_DOUBLE;
 }

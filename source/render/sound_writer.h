@@ -6,17 +6,8 @@
 #include <string>
 #include <vector>
 
-/// What a file name's ending and a --format word choose; throws bad_input when they do not go
-/// together or cannot hold so many channels.
-SF_INFO choose_format(const std::filesystem::path &file, const std::string &word, int channels,
-                      int rate);
-
-/// Words that --format takes, for the help text.
-std::string format_words();
-std::string format_endings();
-
-/// Grows under a temporary name beside the wanted file and takes its place in finish(). Every
-/// failure throws bad_input and leaves nothing behind.
+/// Grows under a temporary name beside the wanted file and takes its place, and its permissions, in
+/// finish(). Every failure throws bad_input and leaves nothing behind.
 class sound_writer {
 public:
     sound_writer(const std::filesystem::path &wanted, const SF_INFO &wanted_info);
@@ -29,8 +20,6 @@ public:
     void finish();
 
     sf_count_t frames() const { return written; }
-    /// True for formats that cannot hold values beyond full scale.
-    bool clips() const;
 
 private:
     [[noreturn]] void fail(const std::string &why) const;
@@ -38,7 +27,7 @@ private:
     void open_temporary();
     void close();
 
-    std::filesystem::path file, temporary;
+    std::filesystem::path file, place, temporary; // as named, without links, until finished
     SF_INFO info;
     SNDFILE *out = nullptr;
     sf_count_t written = 0;

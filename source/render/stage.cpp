@@ -16,7 +16,7 @@ sound_shelf load_sounds(const score &from)
         try {
             sounds.emplace(change->file, read_sound(change->file));
         } catch (const std::runtime_error &wrong) {
-            throw bad_input(from.at(e.line, change->file.string() + ": " + wrong.what()));
+            throw bad_line(from.at(e.line, change->file.string() + ": " + wrong.what()));
         }
     }
     return sounds;
@@ -31,14 +31,22 @@ static std::string last_complaint()
     return found == console.rend() ? "" : ": " + found->text;
 }
 
+static void check_class(const score &from, const object_box &box)
+{
+    const host::atoms words = host::parse(box.text);
+    if (words.empty() || words[0].a_type != A_SYM || !*words[0].a_w.w_sym->s_name)
+        throw bad_line(from.at(box.line, "cannot make " + box.name + ": its class is no word"));
+}
+
 std::vector<t_object *> make_objects(const score &from)
 {
     std::vector<t_object *> made;
     for (const object_box &box : from.objects) {
+        check_class(from, box);
         t_object *x = host::create(box.text);
-        if (!x) throw bad_input(from.at(box.line, "cannot make " + box.name + last_complaint()));
+        if (!x) throw bad_line(from.at(box.line, "cannot make " + box.name + last_complaint()));
         if (!host::signal_outlets(x))
-            throw bad_input(from.at(box.line, box.name + " has no signal outlet"));
+            throw bad_line(from.at(box.line, box.name + " has no signal outlet"));
         made.push_back(x);
         host::drain();
     }
@@ -92,7 +100,7 @@ void check_events(const score &from, const std::vector<t_object *> &objects)
         try {
             std::visit(check, e.what);
         } catch (const host::error &wrong) {
-            throw bad_input(from.at(e.line, wrong.what()));
+            throw bad_line(from.at(e.line, wrong.what()));
         }
     }
 }

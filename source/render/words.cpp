@@ -6,7 +6,7 @@
 #include <sstream>
 #include <stdexcept>
 
-static constexpr std::string_view blanks = " \t\r";
+static constexpr std::string_view blanks = " \t";
 
 /// Where the word that starts at `begin` ends.
 static size_t word_end(std::string_view text, size_t begin)
@@ -40,6 +40,21 @@ std::string_view take_word(std::string_view &text)
     const std::string_view word = text.substr(0, word_end(text, 0));
     text = trim(text.substr(word.size()));
     return word;
+}
+
+std::vector<std::string_view> parts_of(std::string_view text)
+{
+    std::vector<std::string_view> parts;
+    bool quoted = false;
+    size_t from = 0;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '"') quoted = !quoted;
+        if (text[i] != ',' || quoted) continue;
+        parts.push_back(text.substr(from, i - from));
+        from = i + 1;
+    }
+    parts.push_back(text.substr(from));
+    return parts;
 }
 
 std::vector<std::string_view> words_of(std::string_view text)

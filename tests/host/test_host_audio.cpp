@@ -269,47 +269,6 @@ TEST_F(host_audio, a_freed_instance_takes_no_part)
     EXPECT_EQ(blocks, 3);
 }
 
-TEST_F(host_audio, a_routine_is_added_only_to_ones_own_chain_and_within_its_start)
-{
-    probe *other = create();
-    const auto add = [](void *chain, const char *word, void *x) {
-        object_method_imp(chain, gensym(word), x, reinterpret_cast<void *>(probe_class::perform),
-                          nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
-    };
-    acts.started = [&](probe *, const short *, double, long) { add(other, "dsp_add64", other); };
-    host::start_audio();
-    EXPECT_EQ(faults().size(), 1u) << "not the chain";
-    acts.started = {};
-    acts.told = [&](probe *x) { add(x, "dsp_add64", x); };
-    tell(other);
-    EXPECT_FALSE(faults().empty()) << "outside of the start";
-}
-
-TEST_F(host_audio, a_chain_takes_no_empty_routine)
-{
-    static t_class *c;
-    const auto make = [](t_symbol *, long, t_atom *) {
-        const auto x = static_cast<t_pxobject *>(object_alloc(c));
-        z_dsp_setup(x, 1);
-        return x;
-    };
-    const auto dsp64 = [](t_object *x, t_object *chain, short *, double, long, long) {
-        object_method_imp(chain, gensym("dsp_add64"), x, nullptr, nullptr, nullptr, nullptr,
-                          nullptr, nullptr, nullptr);
-    };
-    using probe_class::as_method;
-    c = class_new("hollow~", as_method(+make), as_method(z_dsp_free), sizeof(t_pxobject), nullptr,
-                  A_GIMME, 0);
-    class_addmethod(c, as_method(+dsp64), "dsp64", A_CANT, 0);
-    class_dspinit(c);
-    class_register(gensym("box"), c);
-    host::create("hollow~");
-    host::run();
-    EXPECT_THAT(faults(), ElementsAre(HasSubstr("dsp_add64")));
-    host::run();
-    EXPECT_THAT(faults(), IsEmpty()) << "it takes no part";
-}
-
 TEST_F(host_audio, an_outlet_made_later_is_heard_after_the_next_block)
 {
     acts.block = [](probe *, double **, double **out, long) { *out[0] = 1; };
@@ -338,49 +297,6 @@ TEST_F(host_audio, a_rate_or_a_number_of_cords_beyond_sense_is_the_users_error)
         EXPECT_THROW(host::connect(x, 0, cords), host::error) << cords;
     host::run();
     EXPECT_THAT(started(), ElementsAre("44100 64: 0")) << "all as before";
-}
-
-TEST_F(host_audio, writing_to_a_connected_inlet_is_a_fault_unless_an_outlet_shares_it)
-{
-    struct row {
-        int inlet, outlets;
-        bool apart, broken;
-    };
-    for (const auto &[inlet, outlets, apart, broken] :
-         {row{1, 1, false, true}, row{0, 1, false, false}, row{1, 2, false, false},
-          row{0, 1, true, true}, row{0, 0, false, true}}) {
-        SCOPED_TRACE(testing::Message() << inlet << " of 2 " << outlets << (apart ? " apart" : ""));
-        for (const long at : {0, 63}) {
-            acts.born = [apart = apart](probe *x) { x->header.z_misc |= apart ? Z_NO_INPLACE : 0; };
-            t_object *x = object(create("2 " + std::to_string(outlets)));
-            for (const int k : {0, 1}) host::connect(x, k);
-            acts.block = {};
-            host::run();
-            EXPECT_THAT(faults(), IsEmpty());
-            acts.block = [&, inlet = inlet](probe *, double **in, double **, long) {
-                in[inlet][at] = 0.5;
-            };
-            host::run();
-            if (broken) EXPECT_THAT(faults(), ElementsAre(HasSubstr("wrote to an inlet")));
-            else EXPECT_THAT(faults(), IsEmpty());
-            host::destroy(x);
-        }
-    }
-}
-
-TEST_F(host_audio, writing_beyond_a_silent_inlet_is_a_fault_in_that_very_block)
-{
-    create();
-    for (const long frames : {1L, 64L, 8192L}) {
-        acts.block = [](probe *, double **in, double **, long n) { in[0][n] = 0; };
-        host::run(frames);
-        EXPECT_EQ(faults().size(), 1u) << frames;
-        acts.block = [](probe *, double **in, double **, long n) {
-            EXPECT_TRUE(std::all_of(in[0], in[0] + n, [](double v) { return v == 0; }));
-        };
-        host::run(8192);
-        EXPECT_THAT(faults(), IsEmpty()) << "no harm done";
-    }
 }
 
 } // namespace

@@ -3,7 +3,6 @@
 #include "probe.h"
 
 #include <cstddef>
-#include <cstring>
 #include <type_traits>
 
 namespace {
@@ -186,6 +185,16 @@ TEST_F(host_class, does_not_bind_what_class_dspinit_binds)
         class_register(gensym("box"), c);
         EXPECT_THAT(faults(), ElementsAre(HasSubstr(taken)));
     }
+}
+
+TEST_F(host_class, without_signals_binds_those_names_itself)
+{
+    t_class *c = plain_class("free");
+    const auto names = {"signal", "userconnect", "nsiginlets", "enable"};
+    for (const char *name : names) add(c, name);
+    class_register(gensym("box"), c);
+    EXPECT_THAT(faults(), IsEmpty());
+    for (const char *name : names) EXPECT_TRUE(host::understands(host::create("free"), name));
 }
 
 TEST_F(host_class, registers_a_selector_anew_over_the_former_one)

@@ -81,7 +81,7 @@ TEST_F(sources, new_contents_of_a_buffer_sound_with_the_next_block)
         const signal out = block(x);
         EXPECT_NEAR(out[0], 0.25, near_one) << layout;
         EXPECT_NEAR(out[63], 0.25, near_one) << layout;
-        buffer("sample1", 100, [](long) { return 1; }); // too short for where the fog is
+        mono_buffer("sample1", 100, [](long) { return 1; }); // too short for where the fog is
         EXPECT_THAT(block(x), Each(0.0)) << layout;
         EXPECT_EQ(ask(x, "usedfogs"), 1) << layout;
     }

@@ -1,56 +1,90 @@
-// The external is found by its class name, keeps its process-wide state through a reset, and comes
-// back as new after it was unloaded.
+// The external is found by its class name, keeps its process-wide state through a reset, comes back
+// as new after it was unloaded, is described to the host, and says when memory runs short.
 #include "ext_obex.h"
 #include "module_session.h"
 
-#include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 
 namespace {
 
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+using ::testing::IsEmpty;
+using ::testing::StartsWith;
+
 class module_load : public module_session {
 protected:
-    /// Lets the pool of one fog run out and returns what the console says.
+    /// The console of the creation of a box.
+    static std::vector<std::string> birth(const std::string &arguments, t_object **x = nullptr)
+    {
+        t_object *made = host::create("k.vorb~ " + arguments);
+        host::drain();
+        if (x) *x = made;
+        return console();
+    }
+
+    /// Lets a pool of one fog run out and returns what the console says.
     static std::vector<std::string> overflow()
     {
         t_object *x = create("1 none 1");
-        host::send(x, 0, "bang, bang");
+        host::send(x, 0, "bang, bang, bang");
         return console();
     }
 };
 
 TEST_F(module_load, an_unknown_class_is_looked_for_by_name)
 {
-    EXPECT_NE(host::create("k.vorb~"), nullptr);
-    host::drain();
-    console();
     EXPECT_EQ(host::create("k.nothing~"), nullptr);
-    EXPECT_THAT(console(), ::testing::ElementsAre("!k.nothing~: No such object"));
+    EXPECT_THAT(console(), ElementsAre("!k.nothing~: No such object"));
 }
 
-TEST_F(module_load, it_is_loaded_with_the_first_instance_alone)
+TEST_F(module_load, the_first_box_loads_the_class_and_posts_its_banner_once)
 {
-    host::create("k.vorb~");
-    const size_t first = console().size();
-    host::create("k.vorb~");
-    EXPECT_LT(console().size(), first) << "no banner the second time";
+    t_object *x = nullptr;
+    EXPECT_THAT(birth("2", &x), ElementsAre(StartsWith("k.vorb~ ")));
+    ASSERT_NE(x, nullptr);
+    EXPECT_THAT(birth("2"), IsEmpty());
     host::reset();
-    host::create("k.vorb~");
-    EXPECT_LT(console().size(), first) << "nor after a reset";
+    EXPECT_THAT(birth("2"), IsEmpty());
     host::unload();
-    host::create("k.vorb~");
-    EXPECT_EQ(console().size(), first) << "but after an unload";
+    EXPECT_THAT(birth("2"), ElementsAre(StartsWith("k.vorb~ ")));
 }
 
 TEST_F(module_load, its_process_wide_state_lives_until_it_is_unloaded)
 {
-    EXPECT_EQ(overflow().size(), 1u);
+    const std::string report = "!k.vorb~: out of fogs (1)";
+    EXPECT_THAT(overflow(), ElementsAre(report));
+    EXPECT_THAT(overflow(), IsEmpty()) << "counted, within the same second";
     host::reset();
     host::set_time(100500);
-    EXPECT_EQ(overflow().size(), 0u) << "within a second of the last report";
+    EXPECT_THAT(overflow(), IsEmpty());
     host::unload();
     host::set_time(100600);
-    EXPECT_EQ(overflow().size(), 1u) << "no report is known";
+    EXPECT_THAT(overflow(), ElementsAre(report)) << "no former report is known";
+    host::send(create(""), 0, "silent 1");
+    host::set_time(200000);
+    EXPECT_THAT(overflow(), IsEmpty());
+    host::unload();
+    host::set_time(300000);
+    EXPECT_THAT(overflow(), ElementsAre(report)) << "nor that it was to be silent";
+}
+
+TEST_F(module_load, unloading_gives_the_scratch_back_to_its_first_size)
+{
+    for (int round = 0; round < 3; ++round) {
+        mono_buffer("sample1", 44100, [](long) { return 1; });
+        t_object *x = create("1 sample1 5 0 1 0 1 0 500 0");
+        host::set_audio(44100, round == 1 ? 128 : 64);
+        host::start_audio();
+        host::send(x, 0, "bang");
+        host::run();
+        EXPECT_NEAR(host::output(x, 0)[63], 1, 1e-6);
+        host::run(128); // more than announced: heard only where the scratch has the room
+        EXPECT_EQ(std::abs(host::output(x, 0)[100]) > 0.5, round == 1);
+        host::unload();
+    }
 }
 
 void linked_beside(void *)
@@ -75,17 +109,86 @@ TEST_F(module_load, it_can_be_unloaded_beside_a_linked_class)
 
 TEST_F(module_load, a_file_that_is_no_external_is_said)
 {
-    char folder[] = "/tmp/externals-XXXXXX";
-    ASSERT_NE(mkdtemp(folder), nullptr);
-    const std::string file = std::string(folder) + "/broken.so";
-    std::fclose(std::fopen(file.c_str(), "w"));
+    std::string folder = std::filesystem::temp_directory_path() / "externals-XXXXXX";
+    ASSERT_NE(mkdtemp(folder.data()), nullptr);
+    std::ofstream(folder + "/broken.so");
     host::add_folder(folder);
     EXPECT_EQ(host::create("broken"), nullptr);
     const auto lines = console();
     ASSERT_FALSE(lines.empty());
     EXPECT_THAT(lines[0], ::testing::HasSubstr("broken.so"));
-    std::remove(file.c_str());
-    std::remove(folder);
+    std::filesystem::remove_all(folder);
+}
+
+// ---- What the host is told ----------------------------------------------------------------------
+
+TEST_F(module_load, an_instance_has_the_inlets_and_outlets_of_its_layout)
+{
+    for (const int layout : layouts) {
+        t_object *x = create(std::to_string(layout));
+        EXPECT_EQ(host::inlets(x), 9);
+        std::vector<std::string> types(static_cast<size_t>(layout), "signal");
+        types.push_back("int");
+        EXPECT_THAT(host::outlets(x), ElementsAreArray(types));
+    }
+}
+
+TEST_F(module_load, an_instance_is_told_by_its_assistance_texts)
+{
+    t_object *x = create("6");
+    EXPECT_EQ(host::assist(x, ASSIST_INLET, 0), "(various/signal) General Control / F0");
+    EXPECT_EQ(host::assist(x, ASSIST_INLET, 8), "(number) Lowpass Coefficient [0..1]");
+    EXPECT_EQ(host::assist(x, ASSIST_INLET, 9), "");
+    EXPECT_EQ(host::assist(x, ASSIST_OUTLET, 3), "(signal) Output 4");
+    EXPECT_EQ(host::assist(x, ASSIST_OUTLET, 4), "(signal) Aux 1");
+    EXPECT_EQ(host::assist(x, ASSIST_OUTLET, 5), "(signal) Aux 2");
+    EXPECT_EQ(host::assist(x, ASSIST_OUTLET, 6), "(integer) Free or Used Fogs");
+    EXPECT_EQ(host::assist(x, ASSIST_OUTLET, 7), "");
+    EXPECT_EQ(host::assist(create("2"), ASSIST_OUTLET, 2), "(integer) Free or Used Fogs");
+    EXPECT_EQ(host::assist(create("1"), ASSIST_OUTLET, 3), "");
+}
+
+// ---- Short of memory ----------------------------------------------------------------------------
+
+// A first creation asks for the table, the instance and a reference entry, in this order.
+
+TEST_F(module_load, without_memory_for_the_table_at_load_the_instance_makes_it)
+{
+    host::fail_allocation(1);
+    EXPECT_THAT(birth("1"), ElementsAre(StartsWith("k.vorb~ "), "!k.vorb~: make samp tab"));
+    EXPECT_THAT(birth("1"), IsEmpty());
+}
+
+TEST_F(module_load, without_memory_for_the_instance_there_is_none)
+{
+    host::fail_allocation(2);
+    t_object *x = nullptr;
+    EXPECT_THAT(birth("1", &x),
+                ElementsAre(StartsWith("k.vorb~ "), "vorb_new: object_alloc failed"));
+    EXPECT_EQ(x, nullptr);
+    EXPECT_THAT(birth("1", &x), IsEmpty());
+    EXPECT_NE(x, nullptr);
+}
+
+TEST_F(module_load, without_memory_for_the_reference_entry_the_reference_is_used_all_the_same)
+{
+    mono_buffer("sample1", 44100, [](long) { return 1; });
+    host::fail_allocation(3);
+    t_object *x = nullptr;
+    EXPECT_THAT(
+        birth("1 sample1 5 0 1 0 1 0 500 0", &x),
+        ElementsAre(StartsWith("k.vorb~ "), "vorb_bufref_add_entry: cannot allocate memory"));
+    host::start_audio();
+    host::send(x, 0, "bang");
+    host::run();
+    EXPECT_NEAR(host::output(x, 0)[63], 1, 1e-6);
+}
+
+TEST_F(module_load, a_creation_needs_no_further_memory)
+{
+    host::fail_allocation(4);
+    EXPECT_THAT(birth("10 sample1 100 1 2 3 4 5 6 7 0.8"), ElementsAre(StartsWith("k.vorb~ ")));
+    EXPECT_THAT(birth("10"), ElementsAre("vorb_new: object_alloc failed")); // that was the fourth
 }
 
 } // namespace

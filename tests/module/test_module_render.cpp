@@ -119,7 +119,7 @@ TEST_F(render, the_phasor_keeps_time_at_any_sample_rate_and_vector_size)
             host::unload();
             host::set_audio(rate, n);
             // At 1 frame per ms the first block sweeps no further than the others.
-            buffer(
+            mono_buffer(
                 "sample1", 1000, [](long) { return 1; }, 1000);
             t_object *x = create("1 sample1 9 0 1 0 1 0 0.1 0");
             feed(x, 0, rate / 150);
@@ -307,7 +307,7 @@ TEST_F(render, the_envelope_rises_decays_and_falls)
 
 TEST_F(render, two_fogs_sum)
 {
-    buffer("sample1", 44100, [](long i) { return std::sin(static_cast<double>(i) * 0.05); });
+    mono_buffer("sample1", 44100, [](long i) { return std::sin(static_cast<double>(i) * 0.05); });
     const auto fogs = [&](bool first, bool second) {
         t_object *x = create("2 sample1 5 0 1 30 0.7 5 20 10");
         host::start_audio();

@@ -58,7 +58,7 @@ TEST_F(surroundings, a_large_vector_is_reported_and_plays)
 
 TEST_F(surroundings, fogs_that_sound_through_a_restart_at_another_rate_do_not_notice_it)
 {
-    buffer("sample1", 44100, [](long i) { return std::sin(static_cast<double>(i) * 0.1); });
+    mono_buffer("sample1", 44100, [](long i) { return std::sin(static_cast<double>(i) * 0.1); });
     const auto sound = [](double second_rate) {
         host::set_audio(44100, 64);
         t_object *x = create("2 sample1 5 0 1.3 40 1 5 20 20");
@@ -117,7 +117,7 @@ TEST_F(surroundings, fogs_survive_any_change_of_vector_size_and_end)
 
 TEST_F(surroundings, the_offset_signal_sets_the_position_without_latency_and_stays_set)
 {
-    buffer("sample1", 44100, [](long i) { return static_cast<double>(i) / 44100; });
+    mono_buffer("sample1", 44100, [](long i) { return static_cast<double>(i) / 44100; });
     t_object *x = player(1);
     // The second block of a fog begins one frame behind its offset.
     const auto start_frame = [x] {
@@ -172,7 +172,7 @@ TEST_F(surroundings, rendering_twice_gives_the_same_bytes)
         std::vector<std::vector<signal>> renders;
         for (int time = 0; time < 2; ++time) {
             host::reset(); // not unloaded: what the process keeps must not matter
-            buffer("sample1", 44100, [](long i) { return std::sin(std::sqrt(i) * 3.0); });
+            mono_buffer("sample1", 44100, [](long i) { return std::sin(std::sqrt(i) * 3.0); });
             renders.push_back(busy(create(std::to_string(layout) + busy_box)));
         }
         EXPECT_NE(*std::max_element(renders[0][0].begin(), renders[0][0].end()), 0);
@@ -182,7 +182,7 @@ TEST_F(surroundings, rendering_twice_gives_the_same_bytes)
 
 TEST_F(surroundings, instances_side_by_side_sound_as_each_alone)
 {
-    buffer("sample1", 44100, [](long i) { return std::sin(std::sqrt(i) * 3.0); });
+    mono_buffer("sample1", 44100, [](long i) { return std::sin(std::sqrt(i) * 3.0); });
     const std::string box = std::string("4") + busy_box;
     t_object *alone = create(box);
     const std::vector<signal> expected = busy(alone);
@@ -216,7 +216,7 @@ TEST_F(surroundings, an_unwritten_block_repeats_what_another_instance_read_last)
 
 TEST_F(surroundings, outlets_may_share_their_memory_with_the_signal_inlets)
 {
-    buffer("sample1", 44100, [](long i) { return static_cast<double>(i) / 44100; });
+    mono_buffer("sample1", 44100, [](long i) { return static_cast<double>(i) / 44100; });
     t_object *x = create(std::string("10") + busy_box);
     // The host lets the first two outlets share with F0 and offset; equal gains until block 40.
     const std::vector<signal> out = busy(x);

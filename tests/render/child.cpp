@@ -1,9 +1,9 @@
 // Runs the render program as a child process.
 #include "child.h"
 
-#include <csignal>
 #include <fstream>
 #include <iterator>
+#include <pty.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -16,20 +16,55 @@ static std::string text_of(const fs::path &file)
     return {std::istreambuf_iterator<char>(in), {}};
 }
 
+/// A terminal, or a pipe whose reading end is closed, or nothing.
+struct outlook {
+    explicit outlook(const circumstances &around)
+    {
+        int ends[2];
+        if (around.terminal && !openpty(&ours, &theirs, nullptr, nullptr, nullptr)) return;
+        if (!around.deaf || pipe(ends)) return;
+        close(ends[0]);
+        theirs = ends[1];
+    }
+    ~outlook()
+    {
+        if (ours >= 0) close(ours);
+    }
+    outlook(const outlook &) = delete;
+
+    /// All that is written until nobody can write any more.
+    std::string read_all()
+    {
+        if (theirs >= 0) close(theirs);
+        std::string text;
+        char some[1000];
+        for (ssize_t n; ours >= 0 && (n = read(ours, some, sizeof some)) > 0;)
+            text.append(some, static_cast<size_t>(n));
+        return text;
+    }
+
+    int ours = -1, theirs = -1;
+};
+
+static void limit_files(long bytes)
+{
+    const rlimit limit{static_cast<rlim_t>(bytes), static_cast<rlim_t>(bytes)};
+    setrlimit(RLIMIT_FSIZE, &limit);
+}
+
 [[noreturn]] static void become_render(const fs::path &folder, const fs::path &streams,
                                        std::vector<std::string> arguments,
-                                       const circumstances &around)
+                                       const circumstances &around, int error_stream)
 {
     std::vector<char *> argv;
     for (std::string &a : arguments) argv.push_back(a.data());
     argv.push_back(nullptr);
-    const bool ready = !chdir(folder.c_str()) && freopen((streams / "out").c_str(), "w", stdout) &&
-                       freopen((streams / "err").c_str(), "w", stderr);
-    if (around.largest_file) {
-        const auto bytes = static_cast<rlim_t>(around.largest_file);
-        const rlimit limit{bytes, bytes};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
+    const fs::path out = around.out.empty() ? streams / "out" : fs::path(around.out);
+    const bool ready = !chdir(folder.c_str()) && freopen(out.c_str(), "w", stdout) &&
+                       freopen((streams / "err").c_str(), "w", stderr) &&
+                       (error_stream < 0 || dup2(error_stream, STDERR_FILENO) >= 0);
+    if (around.largest_file) limit_files(around.largest_file);
+    std::signal(SIGPIPE, SIG_DFL); // whatever the tests were started from
     if (ready) execv(RENDER_PROGRAM, argv.data());
     _exit(127);
 }
@@ -41,16 +76,18 @@ outcome run_render(const fs::path &folder, const std::vector<std::string> &argum
     const fs::path streams = mkdtemp(made.data());
     std::vector<std::string> argv{"render"};
     argv.insert(argv.end(), arguments.begin(), arguments.end());
+    outlook errors(around);
     const pid_t child = fork();
-    if (child == 0) become_render(folder, streams, argv, around);
+    if (child == 0) become_render(folder, streams, argv, around, errors.theirs);
     if (around.interrupted_after_ms) {
         usleep(static_cast<useconds_t>(around.interrupted_after_ms) * 1000);
-        kill(child, SIGTERM);
+        kill(child, around.interrupt);
     }
+    const std::string seen = errors.read_all();
     int status = 0;
     waitpid(child, &status, 0);
     const outcome result{WIFEXITED(status) ? WEXITSTATUS(status) : -1, text_of(streams / "out"),
-                         text_of(streams / "err")};
+                         around.terminal ? seen : text_of(streams / "err")};
     fs::remove_all(streams);
     return result;
 }

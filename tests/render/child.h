@@ -1,6 +1,7 @@
 // Runs the render program as a child process.
 #pragma once
 
+#include <csignal>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -13,6 +14,10 @@ struct outcome {
 struct circumstances {
     long largest_file = 0;        // bytes; 0 for no limit
     int interrupted_after_ms = 0; // 0 for not at all
+    int interrupt = SIGTERM;
+    std::string out;       // where standard output goes, in place of outcome::out
+    bool terminal = false; // standard error is a terminal
+    bool deaf = false;     // standard error is a pipe that nobody reads
 };
 
 /// In a folder, which relative names then start from.

@@ -2,6 +2,7 @@
 #include "workshop.h"
 
 #include <sndfile.h>
+#include <sound_format.h>
 
 struct stored {
     const char *ending, *word;
@@ -58,3 +59,25 @@ INSTANTIATE_TEST_SUITE_P(
         return std::string(test.param.ending) + "_" +
                (*test.param.word ? test.param.word : "default");
     });
+
+TEST(Room, ends_at_4_GB_where_sizes_have_32_bits)
+{
+    const sf_count_t most = 0xFFFFFFFF;
+    const auto room = [](const char *name, const char *word, int channels, sf_count_t frames) {
+        return has_room(choose_format(name, word, channels, 44100), frames);
+    };
+    for (const char *name : {"x.wav", "x.aiff", "x.au"}) {
+        EXPECT_FALSE(room(name, "float", 2, most / 8)) << name << ": a header too has its bytes";
+        EXPECT_TRUE(room(name, "float", 2, most / 8 - 10000)) << name;
+        EXPECT_TRUE(room(name, "pcm16", 2, most / 4 - 20000)) << name;
+        EXPECT_FALSE(room(name, "pcm16", 2, most / 4)) << name;
+        EXPECT_TRUE(room(name, "pcm24", 1, most / 3 - 30000)) << name;
+        EXPECT_FALSE(room(name, "pcm24", 1, most / 3)) << name;
+        EXPECT_TRUE(room(name, "double", 10, most / 80 - 1000)) << name;
+        EXPECT_FALSE(room(name, "double", 10, most / 80)) << name;
+    }
+    EXPECT_TRUE(room("x.caf", "float", 10, most));
+    EXPECT_TRUE(room("x.w64", "float", 10, most));
+    EXPECT_TRUE(room("x.flac", "pcm24", 2, most));
+    EXPECT_TRUE(room("x.ogg", "vorbis", 2, most));
+}

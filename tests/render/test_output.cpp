@@ -2,6 +2,7 @@
 #include "workshop.h"
 
 #include <sndfile.h>
+#include <unistd.h>
 
 class Output : public workshop {
 protected:
@@ -19,6 +20,7 @@ protected:
 TEST_F(Output, is_the_same_to_the_byte_every_time)
 {
     ASSERT_EQ(run({"s.score", "-o", "a.wav"}).status, 0);
+    usleep(1100 * 1000); // no second may be found in the file
     ASSERT_EQ(run({"s.score", "-o", "b.wav"}).status, 0);
     EXPECT_GT(text_of("a.wav").size(), 1000000u);
     EXPECT_EQ(text_of("a.wav"), text_of("b.wav"));
@@ -43,9 +45,11 @@ TEST_F(Output, may_be_read_as_any_new_file)
 TEST_F(Output, a_full_disk_is_said_and_leaves_nothing)
 {
     write("old.wav", "older");
+    circumstances small;
+    small.largest_file = 6000;
     for (const std::string name : {"x.wav", "x.aiff", "x.caf", "x.flac", "x.ogg", "old.wav"}) {
-        ASSERT_EQ(run({"s.score", "-o", name}, {6000, 0}).status, 2) << name;
-        EXPECT_NE(last.err.find("\n" + name + ": cannot be written: "), std::string::npos)
+        ASSERT_EQ(run({"s.score", "-o", name}, small).status, 2) << name;
+        EXPECT_NE(last.err.find("\nrender: " + name + ": cannot be written: "), std::string::npos)
             << last.err;
         EXPECT_EQ(last.out, "");
         EXPECT_EQ(inventory(), before.substr(0, before.find("quarter")) + "old.wav " +
@@ -54,13 +58,37 @@ TEST_F(Output, a_full_disk_is_said_and_leaves_nothing)
     EXPECT_EQ(text_of("old.wav"), "older");
 }
 
-TEST_F(Output, an_interrupt_leaves_nothing)
+TEST_F(Output, that_is_a_link_is_written_where_the_link_leads)
 {
-    write("long.score", "object v k.vorb~\n86400000 end\n");
-    EXPECT_EQ(run({"long.score", "-o", "x.flac"}, {0, 300}).status, 1);
-    EXPECT_NE(last.err.find("render: interrupted\n"), std::string::npos) << last.err;
-    std::filesystem::remove(folder / "long.score");
-    EXPECT_EQ(inventory(), before);
+    std::filesystem::create_directory(folder / "sub");
+    write("sub/real.wav", "older");
+    for (const std::string target : {"real.wav", "new.wav"}) {
+        std::filesystem::create_symlink(target, folder / "sub" / ("to-" + target));
+        std::filesystem::create_symlink("sub/to-" + target, folder / "link.wav");
+        ASSERT_EQ(run({"s.score", "-o", "link.wav"}).status, 0) << last.err;
+        EXPECT_TRUE(std::filesystem::is_symlink(folder / "link.wav"));
+        EXPECT_TRUE(std::filesystem::is_symlink(folder / "sub" / ("to-" + target)));
+        EXPECT_NEAR(listen(folder / "sub" / target).seconds(), 5, 0.01);
+        std::filesystem::remove(folder / "link.wav");
+    }
+    std::filesystem::create_symlink("turn.wav", folder / "turn.wav");
+    EXPECT_EQ(run({"s.score", "-o", "turn.wav"}).status, 2);
+    EXPECT_NE(last.err.find("render: turn.wav: cannot be written: Too many levels of symbolic "
+                            "links\n"),
+              std::string::npos)
+        << last.err;
+}
+
+TEST_F(Output, keeps_the_permissions_of_an_older_file)
+{
+    using std::filesystem::perms;
+    write("a.wav", "older");
+    for (const perms p : {perms::owner_read | perms::owner_write,
+                          perms::owner_all | perms::group_all | perms::others_all}) {
+        std::filesystem::permissions(folder / "a.wav", p);
+        ASSERT_EQ(run({"s.score", "-o", "a.wav"}).status, 0);
+        EXPECT_EQ(std::filesystem::status(folder / "a.wav").permissions(), p);
+    }
 }
 
 TEST_F(Output, integers_stop_at_full_scale_instead_of_turning_over)
@@ -75,4 +103,16 @@ TEST_F(Output, integers_stop_at_full_scale_instead_of_turning_over)
     ASSERT_EQ(run({"loud.score", "-o", "x.wav"}).status, 0);
     EXPECT_FLOAT_EQ(listen(folder / "x.wav").channels[0][1000], 2);
     EXPECT_NE(last.out.find("peak 6.0 dBFS (above full scale)"), std::string::npos) << last.out;
+}
+
+TEST_F(Output, at_full_scale_is_not_called_clipped)
+{
+    write("full.score", "object t through~\n0 t 0 signal -1\n100 end\n");
+    for (const char *word : {"pcm16", "float"}) {
+        ASSERT_EQ(
+            run({"full.score", "-o", "x.wav", "--format", word, "--externals", TEST_EXTERNALS})
+                .status,
+            0);
+        EXPECT_NE(last.out.find(", peak 0.0 dBFS, "), std::string::npos) << last.out;
+    }
 }

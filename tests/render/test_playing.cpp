@@ -22,6 +22,15 @@ TEST_F(Playing, an_event_is_heard_from_the_first_block_at_or_after_its_time)
     EXPECT_NEAR(static_cast<double>(first_silence(heard, first) - first), 0.05 * 44100, 1);
 }
 
+TEST_F(Playing, an_event_at_time_0_is_heard_from_the_first_frame)
+{
+    const auto heard = render("buffer b half.wav\nobject v k.vorb~ 1 b 20 0 1 0 1 0 50 0 1\n"
+                              "0 v 0 bang\n200 end\n")
+                           .channels[0];
+    EXPECT_FLOAT_EQ(heard[0], 0.5);
+    EXPECT_NEAR(static_cast<double>(first_silence(heard)), 0.05 * 44100, 1);
+}
+
 TEST_F(Playing, an_event_at_the_very_start_of_a_block_waits_for_no_other)
 {
     const auto heard =
@@ -84,6 +93,16 @@ TEST_F(Playing, a_signal_holds_its_last_target_until_it_is_taken_off)
     EXPECT_LT(starts.back(), block_after(1000));
     EXPECT_GE(starts.back() + 100, block_after(1000));
     for (size_t i = 20; i < starts.size(); ++i) ASSERT_EQ(starts[i] - starts[i - 1], 100u);
+}
+
+TEST_F(Playing, a_signal_may_jump_and_jumps_at_once)
+{
+    const auto heard = render("object t through~\n0 t 0 signal 5 1 0 2 1000 0.5 0 0.25 0\n"
+                              "2000 end\n",
+                              {"--externals", TEST_EXTERNALS})
+                           .channels[0];
+    for (size_t i = 0; i < heard.size(); ++i)
+        ASSERT_FLOAT_EQ(heard[i], i < 44100 ? 1 + static_cast<double>(i) / 44100 : 0.25) << i;
 }
 
 TEST_F(Playing, an_offset_signal_moves_the_place_in_the_sample)
@@ -162,6 +181,19 @@ TEST_F(Playing, without_an_end_it_waits_for_signals_to_arrive)
     EXPECT_FLOAT_EQ(peak(part(heard.channels[0], 44100, 3.02, 0.05)), 0.5);
 }
 
+TEST_F(Playing, without_an_end_a_signal_that_comes_last_keeps_it_going)
+{
+    EXPECT_NEAR(render(block + "100 v 1 signal 5 10 3000\n").seconds(), 0.1 + 3 + 1, 0.004);
+}
+
+TEST_F(Playing, without_an_end_a_decay_is_followed_down_to_120_dB_below_full_scale)
+{
+    // a bandwidth of B Hz decays as exp(-pi B t)
+    const auto heard = render("buffer b half.wav\nobject v k.vorb~ 1 b 20 0 0 3 1 0 60000 0 1\n"
+                              "0 v 0 bang\n");
+    EXPECT_NEAR(heard.seconds(), std::log(0.5 / 1e-6) / (M_PI * 3) + 1, 0.004);
+}
+
 TEST_F(Playing, start_skips_nothing_but_the_writing)
 {
     const std::string text = block + "0 v 0 signal 30\n250 v 0 amp 0.3\n800 end\n";
@@ -172,12 +204,13 @@ TEST_F(Playing, start_skips_nothing_but_the_writing)
     EXPECT_TRUE(std::equal(late.begin(), late.end(), whole.begin() + static_cast<long>(skipped)));
 }
 
-TEST_F(Playing, comments_blanks_quotes_and_foreign_line_ends_are_fine)
+TEST_F(Playing, marks_comments_blanks_quotes_and_foreign_line_ends_are_fine)
 {
     std::filesystem::rename(folder / "half.wav", folder / "half # 1.wav");
-    const auto heard = render("\r\n# nothing yet\r\n\tbuffer b \"half # 1.wav\" # a comment\r\n\n"
-                              "object v#1 k.vorb~ 1 b 20 0 0 0 1 0 50 0 1\r\n"
-                              "1e2 v#1 0 bang # now\r\n+.2e3 end\r\n")
-                           .channels[0];
+    const auto heard =
+        render("\xEF\xBB\xBF\r\n# nothing yet\r\n\tbuffer b \"half # 1.wav\" # a comment\r\n\n"
+               "object v#1 k.vorb~ 1 b 20 0 0 0 1 0 50 0 1\r\n"
+               "1e2 v#1 0 bang # now\r\n+.2e3 end\r\n")
+            .channels[0];
     EXPECT_EQ(first_sound(heard), block_after(100));
 }

@@ -2,6 +2,7 @@
 #include "workshop.h"
 
 #include <cstdio>
+#include <sstream>
 
 class Report : public workshop {};
 
@@ -42,6 +43,17 @@ TEST_F(Report, silence_has_no_level)
     EXPECT_EQ(last.out.find("s.wav: 0.100 s, 1 channel, silent, "), 0u) << last.out;
 }
 
+TEST_F(Report, silence_for_want_of_a_buffer_is_explained)
+{
+    const std::string box = "object v k.vorb~ 1 sampel1\n0 v 0 bang\n100 end\n";
+    const std::string line = "there is no buffer named sampel1\n";
+    render("buffer sample1 half.wav\n" + box);
+    ASSERT_GE(last.err.size(), line.size());
+    EXPECT_EQ(last.err.substr(last.err.size() - line.size()), line) << last.err;
+    render("buffer b half.wav\nobject w k.vorb~ 1 b 5 0 0 0 1 0 50 0 1\n0 w 0 bang\n" + box);
+    EXPECT_EQ(last.err.find(line), std::string::npos) << "something sounds: " << last.err;
+}
+
 TEST_F(Report, help_shows_every_option_and_an_example)
 {
     EXPECT_EQ(run({"--help"}).status, 0);
@@ -50,4 +62,20 @@ TEST_F(Report, help_shows_every_option_and_an_example)
           "signal off", "render examples/choir.score -o choir.wav"})
         EXPECT_NE(last.out.find(word), std::string::npos) << word;
     EXPECT_EQ(last.err, "");
+}
+
+TEST_F(Report, the_score_in_the_help_can_be_played)
+{
+    run({"--help"});
+    std::istringstream help(last.out);
+    std::string text;
+    for (std::string line; std::getline(help, line) && line.find("Usage") != 0;)
+        if (line.find("    ") == 0) text += line + "\n";
+    ASSERT_NE(text.find("9000    end\n"), std::string::npos) << text;
+    std::filesystem::create_symlink(MEDIA, folder / "media");
+    const recording heard = render(text);
+    EXPECT_EQ(last.err, "0.000 ms: k.vorb~ 0.1.0\n");
+    EXPECT_GT(peak(part(heard.channels[0], 44100, 1, 1)), 0.01);
+    EXPECT_GT(peak(part(heard.channels[0], 44100, 5, 1)), 0.01);
+    EXPECT_LE(peak(heard.channels[0]), 1);
 }

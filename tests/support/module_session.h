@@ -2,7 +2,7 @@
 // test must end without faults.
 #pragma once
 
-#include "host.h"
+#include "common.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -39,24 +39,13 @@ protected:
         return x;
     }
 
-    /// A one-channel buffer whose frame i holds f(i).
-    template <class F>
-    static void buffer(const std::string &name, long frames, F f, double rate = 44100)
-    {
-        std::vector<float> samples;
-        for (long i = 0; i < frames; ++i) samples.push_back(static_cast<float>(f(i)));
-        host::set_buffer(name, 1, rate, samples);
-    }
-
-    static constexpr int layouts[] = {1, 2, 4, 6, 10};
-
     /// How near to a constant buffer its interpolation comes: the weights are floats.
     static constexpr double near_one = 1e-6;
 
     /// A buffer that sounds like a constant.
     static void level(const std::string &name, double v, double rate = 44100)
     {
-        buffer(
+        mono_buffer(
             name, 44100, [v](long) { return v; }, rate);
     }
 
@@ -103,14 +92,5 @@ protected:
         host::send(x, 0, query);
         const std::vector<host::number> answer = host::take_numbers();
         return answer.size() == 1 ? static_cast<long>(answer[0].value) : -1;
-    }
-
-    /// Console texts since the last call; those of the error channel begin with '!'.
-    static std::vector<std::string> console()
-    {
-        std::vector<std::string> texts;
-        for (const host::line &row : host::take_console())
-            texts.push_back((row.error ? "!" : "") + row.text);
-        return texts;
     }
 };

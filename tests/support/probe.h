@@ -2,9 +2,9 @@
 // and a fixture of a host that knows nothing else.
 #pragma once
 
+#include "common.h"
 #include "ext_buffer.h"
 #include "ext_obex.h"
-#include "host.h"
 #include "z_dsp.h"
 
 #include <gmock/gmock.h>
@@ -153,13 +153,4 @@ protected:
     static void tell(probe *x) { host::send(object(x), 0, "act"); }
 
     static std::vector<std::string> faults() { return host::take_faults(); }
-
-    /// Console texts since the last call; those of the error channel begin with '!'.
-    static std::vector<std::string> console()
-    {
-        std::vector<std::string> texts;
-        for (const host::line &row : host::take_console())
-            texts.push_back((row.error ? "!" : "") + row.text);
-        return texts;
-    }
 };

@@ -2,7 +2,7 @@
 // faults.
 #pragma once
 
-#include "host.h"
+#include "common.h"
 #include "k_vorb.h"
 
 #include <gmock/gmock.h>
@@ -46,15 +46,6 @@ protected:
         return x;
     }
 
-    /// Console texts since the last call; those of the error channel begin with '!'.
-    static std::vector<std::string> console()
-    {
-        std::vector<std::string> texts;
-        for (const host::line &row : host::take_console())
-            texts.push_back((row.error ? "!" : "") + row.text);
-        return texts;
-    }
-
     /// Numbers that left the integer outlet since the last call.
     static std::vector<t_atom_long> numbers()
     {
@@ -81,15 +72,6 @@ protected:
         host::run(frames == 64 ? 0 : frames);
         const double *out = host::output(object(x), outlet);
         return {out, out + frames};
-    }
-
-    /// A one-channel buffer whose frame i holds f(i).
-    template <class F>
-    static void mono_buffer(const std::string &name, long frames, F f, double rate = 44100)
-    {
-        std::vector<float> samples;
-        for (long i = 0; i < frames; ++i) samples.push_back(static_cast<float>(f(i)));
-        host::set_buffer(name, 1, rate, samples);
     }
 
     std::vector<std::string> born;

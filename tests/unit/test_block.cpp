@@ -10,7 +10,6 @@ using ::testing::Each;
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr double not_a_number = std::numeric_limits<double>::quiet_NaN();
-constexpr int layouts[] = {1, 2, 4, 6, 10};
 
 /// A fog of two seconds at full amplitude, no attack, no attenuation.
 const std::string plain_fog = " sample1 100 0 1 0 1 0 2000 0";
@@ -111,6 +110,7 @@ TEST_F(one_block, an_offset_signal_alone_does_nothing_and_leaves_its_last_value_
     host::run();
     send(x, 0, "bang");
     EXPECT_EQ(x->inputs.offset, 333); // without latency
+    EXPECT_NEAR(x->pool.used->reader.pos_ms, 333, 1e-9);
     send(x, 1, "20.");
     EXPECT_EQ(x->inputs.offset, x->inputs.latency_ms + 20);
 }

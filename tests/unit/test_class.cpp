@@ -248,14 +248,14 @@ TEST_F(assistance, tells_each_outlet_of_each_layout)
 {
     const std::string out = "(signal) Output ", aux = "(signal) Aux ";
     const std::string number = "(integer) Free or Used Fogs";
-    const std::vector<std::vector<std::string>> layouts = {
+    const std::vector<std::vector<std::string>> all_texts = {
         {out + "1", number},
         {out + "1", out + "2", number},
         {out + "1", out + "2", aux + "1", aux + "2", number},
         {out + "1", out + "2", out + "3", out + "4", aux + "1", aux + "2", number},
         {out + "1", out + "2", out + "3", out + "4", out + "5", out + "6", out + "7", out + "8",
          aux + "1", aux + "2", number}};
-    for (const std::vector<std::string> &texts : layouts) {
+    for (const std::vector<std::string> &texts : all_texts) {
         vorb *x = create(std::to_string(texts.size() - 1));
         EXPECT_EQ(host::outlets(object(x)).size(), texts.size());
         for (size_t k = 0; k < texts.size(); ++k)

@@ -3,7 +3,20 @@
 
 namespace {
 
-class control_parameters : public control {};
+class control_parameters : public control {
+protected:
+    /// Whatever its end was, after this message the fog follows the sample, and nothing else is
+    /// new.
+    void expect_to_follow_the_sample(vorb *x, const char *text)
+    {
+        x->inputs.debatt_all = 0;
+        inputs wanted = x->inputs;
+        wanted.debatt_all = wanted.changed = 1;
+        send(x, 0, text);
+        EXPECT_THAT(differences(x->inputs, wanted), IsEmpty());
+        EXPECT_THAT(complaints(x), IsEmpty());
+    }
+};
 
 TEST_F(control_parameters, a_value_out_of_range_becomes_the_fallback)
 {
@@ -76,12 +89,7 @@ TEST_F(control_parameters, a_list_is_read_and_checked_one_number_after_the_other
 TEST_F(control_parameters, debatt_all_follows_the_sample_and_a_number_ends_it)
 {
     vorb *x = varied();
-    x->inputs.debatt_all = 0;
-    inputs wanted = x->inputs;
-    wanted.debatt_all = wanted.changed = 1;
-    send(x, 0, "debatt all 5 foo");
-    EXPECT_THAT(differences(x->inputs, wanted), IsEmpty());
-    EXPECT_THAT(complaints(x), IsEmpty());
+    expect_to_follow_the_sample(x, "debatt all 5 foo");
     send(x, 0, "debatt 250");
     EXPECT_EQ(x->inputs.debatt_all, 0);
     EXPECT_EQ(x->inputs.debatt, 0.25);
@@ -108,16 +116,7 @@ TEST_F(control_parameters, debatt_takes_no_number_for_the_word_all)
     EXPECT_GT(x->inputs.debatt, 1);
 }
 
-TEST_F(control_parameters, all_follows_the_sample)
-{
-    vorb *x = varied();
-    x->inputs.debatt_all = 0;
-    inputs wanted = x->inputs;
-    wanted.debatt_all = wanted.changed = 1;
-    send(x, 0, "all");
-    EXPECT_THAT(differences(x->inputs, wanted), IsEmpty());
-    EXPECT_THAT(complaints(x), IsEmpty());
-}
+TEST_F(control_parameters, all_follows_the_sample) { expect_to_follow_the_sample(varied(), "all"); }
 
 TEST_F(control_parameters, lp_takes_an_exponent_of_2_and_a_rate)
 {

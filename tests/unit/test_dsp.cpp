@@ -27,8 +27,6 @@ void *object_method_imp(void *x, void *sym, void *p1, void *p2, void *p3, void *
 
 namespace {
 
-constexpr int layouts[] = {1, 2, 4, 6, 10};
-
 /// A fog of two seconds at full amplitude, no attack, no attenuation.
 const std::string plain_fog = " sample1 100 0 1 0 1 0 2000 0";
 

@@ -99,17 +99,17 @@ struct layout_gains {
     std::vector<double> gains; // of each outlet, for slots that hold 1 to 10
 };
 
-const layout_gains layouts[] = {{1, {1}}, // none at all
-                                {2, {1, 2}},
-                                {4, {1, 2, 3, 4}}, // not the aux slots
-                                {6, {1, 2, 3, 4, 9, 10}},
-                                {10, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10}}};
+const layout_gains gains_of_layouts[] = {{1, {1}}, // none at all
+                                         {2, {1, 2}},
+                                         {4, {1, 2, 3, 4}}, // not the aux slots
+                                         {6, {1, 2, 3, 4, 9, 10}},
+                                         {10, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10}}};
 
 TEST_F(mix, each_outlet_gets_the_source_times_its_slot)
 {
     envelope e = plain;
     e.amp = 0.5;
-    for (const layout_gains &row : layouts) {
+    for (const layout_gains &row : gains_of_layouts) {
         SCOPED_TRACE(row.layout);
         vorb_fog fog = make(e);
         outlets out = silence(row.layout, 64);
@@ -130,7 +130,7 @@ TEST_F(mix, the_single_outlet_has_no_gain)
 
 TEST_F(mix, a_fog_adds_to_what_is_there)
 {
-    for (const layout_gains &row : layouts) {
+    for (const layout_gains &row : gains_of_layouts) {
         vorb_fog fog = make(plain);
         outlets out(row.layout, std::vector<double>(64, 100));
         render(fog, out, 0, 64);
@@ -148,7 +148,7 @@ TEST_F(mix, the_source_is_what_the_sample_holds)
     render(fog, out, 0, 64);
     for (long i = 0; i < 64; ++i)
         for (size_t k = 0; k < 6; ++k)
-            EXPECT_EQ(out[k][size_t(i)], (11 + i) * (11 + i) % 17 * layouts[3].gains[k]);
+            EXPECT_EQ(out[k][size_t(i)], (11 + i) * (11 + i) % 17 * gains_of_layouts[3].gains[k]);
 }
 
 // ---- Envelope -----------------------------------------------------------------------------------
@@ -159,7 +159,7 @@ TEST_F(mix, every_layout_follows_the_envelope_through_blocks_of_any_size)
     const auto upto = [&](unsigned n) { return static_cast<long>(random() % (n + 1)); };
     const auto part = [&] { return double(random()) / 4294967296.0; };
     for (int trial = 0; trial < 300; ++trial) {
-        const layout_gains &row = layouts[trial % 5];
+        const layout_gains &row = gains_of_layouts[trial % 5];
         const envelope e = {upto(3) * upto(50),
                             upto(2) * upto(120),
                             upto(2) * upto(200),
@@ -245,7 +245,7 @@ TEST_F(mix, a_fog_sounds_on_while_any_count_is_left)
         e.attack = r.attack;
         e.sustain = r.sustain;
         e.attenuation = r.attenuation;
-        for (const layout_gains &layout : layouts) {
+        for (const layout_gains &layout : gains_of_layouts) {
             vorb_fog fog = make(e);
             outlets out = silence(layout.layout, 64);
             EXPECT_EQ(render(fog, out, 0, 64), r.sounds)
@@ -305,7 +305,7 @@ TEST_F(mix, a_fog_of_three_zero_counts_ends_before_its_delay_is_over)
     envelope e = plain;
     e.delay = 100;
     e.sustain = 0;
-    for (const layout_gains &row : layouts) {
+    for (const layout_gains &row : gains_of_layouts) {
         vorb_fog fog = make(e);
         outlets out = silence(row.layout, 64);
         EXPECT_EQ(render(fog, out, 0, 64), 0);

@@ -7,8 +7,6 @@ namespace {
 
 using wave = std::vector<double>;
 
-const long layouts[] = {1, 2, 4, 6, 10};
-
 class walk : public session {
 protected:
     void SetUp() override

@@ -2,7 +2,6 @@
 // inputs on the way.
 #include "session.h"
 
-#include <algorithm>
 #include <limits>
 
 namespace {

@@ -218,24 +218,6 @@ TEST_F(pool, a_fog_started_before_the_first_table_is_set_never_has_one)
     EXPECT_THAT(used(x), ElementsAre(1, 0));
 }
 
-TEST_F(pool, a_fog_started_before_audio_is_silent_for_life_unless_it_stands_still)
-{
-    mono_buffer("sample1", 44100, [](long) { return 1; });
-    for (const int trans : {1, 0}) {
-        vorb *x = create("1 sample1 5 5 " + std::to_string(trans) + " 0 1 0 10 0");
-        host::stop_audio();
-        send(x, 0, "bang");
-        host::start_audio();
-        double peak = 0;
-        int blocks = 0;
-        for (; x->pool.used && blocks < 100; ++blocks)
-            for (const double v : block(x)) peak = std::max(peak, std::fabs(v));
-        EXPECT_NEAR(peak, trans == 0 ? 1 : 0, 1e-6);
-        EXPECT_EQ(blocks, 7) << "10 ms are 441 samples"; // it runs out as every fog does
-        host::destroy(object(x));
-    }
-}
-
 // ---- Messages -----------------------------------------------------------------------------------
 
 TEST_F(pool, maxfogs_is_bounded_with_a_word_above_and_without_one_below)

@@ -220,15 +220,6 @@ TEST_F(reader, after_a_position_that_is_no_number_the_fog_finds_its_way_back)
     EXPECT_TRUE(sounds(read(r)));
 }
 
-TEST_F(reader, a_fog_of_before_the_first_audio_start_stays_silent_unless_it_stands)
-{
-    fill(2000, [](long) { return 1; });
-    vorb_fogread moving = head(50, 60), standing = head(50, 50);
-    moving.vs_inv = moving.vs8 = standing.vs_inv = standing.vs8 = 0;
-    expect_silence(moving);
-    EXPECT_TRUE(sounds(read(standing)));
-}
-
 // ---- Silent blocks that do not move the head ----------------------------------------------------
 
 TEST_F(reader, without_a_reference_or_a_buffer_the_head_waits_in_silence)
