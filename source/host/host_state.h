@@ -123,7 +123,7 @@ struct session {
     double clock_ms = 0;
     double sample_rate = 44100;
     long vector_size = 64;
-    bool chain_stale = true; // to be built before the next block
+    bool chain_stale = true;            // to be built before the next block
     long allocations_until_failure = 0; // 0: none fails
 };
 
