@@ -12,6 +12,10 @@ void k_init_utils()
     if (initialized) return;
     initialized = 1;
     k_make_sampfilt_tab(); // where memory is short, instances try again
+    k_rnd_init_pool();
+    k_init_pan_tables();
+    k_init_pos_tables();
+    k_init_sqrt_table();
 }
 
 std::int64_t k_get_vs() { return sys_getblksize(); }

@@ -24,7 +24,25 @@ enum { k_sampfilt_rows = 256 };
 /// 256 rows, one per 1/256 of a frame; null until built, read-only afterwards.
 extern k_sampfilt_row *k_sampfilt_tab;
 
-/// Builds every table, the first time it is called.
+enum { k_pan_size = 1024, k_pos_size = 32768, k_sqrt_size = 1025 };
+
+/// Half a sine wave over the middle half of the table, zeros around it: the gain of a loudspeaker
+/// while a sound passes by. A quarter period has 256 entries in the pan tables, 4096 in the
+/// position tables; the square-root tables cross-fade with the same power.
+extern double *const k_sin_pan_table, *const k_sqrt_pan_table; // k_pan_size
+extern double *const k_sin_pos_table, *const k_sqrt_pos_table; // k_pos_size
+
+/// Entry i is the square root of i / 1024.
+extern double k_sqrt_table[k_sqrt_size];
+
+/// k_sin_pan_table, k_sqrt_pan_table and k_sin_pos_table in one row.
+extern double k_pan_span[2 * k_pan_size + k_pos_size];
+
+void k_init_pan_tables();
+void k_init_pos_tables();
+void k_init_sqrt_table();
+
+/// Builds every table and the random pool, the first time it is called.
 void k_init_utils();
 
 /// Builds k_sampfilt_tab if it is missing. Returns 1 when the table exists, 0 when memory ran out.
@@ -36,6 +54,34 @@ double k_get_srate();
 
 /// Index of the first mark of that name, or -1.
 std::int32_t k_find_mark(const k_mark_table *table, const char *name);
+
+/// Gains of eight loudspeakers in the corners of a cube, front left, front right, back right, back
+/// left of the upper ring, then of the lower one, for a sound in the direction (x, y, z), x to the
+/// right, y to the front, z up, each -1 to 1, at distance d. Nearer than `radius` it is drawn to
+/// the centre, at a negative distance to the other side. Square roots of trilinear weights.
+void k_pan3d8(double *gains, double x, double y, double z, double d, double radius);
+
+/// The same by azimuth (0 ahead, 90 right) and elevation (90 up) in degrees.
+void k_pan3d8polar(double *gains, double azimuth, double elevation, double d, double radius);
+
+/// Every registered generator, so that all can be seeded together.
+struct k_rnd_pool {
+    std::int32_t count;
+    std::uint64_t **slots; // null where free
+};
+
+extern k_rnd_pool k_the_rnd_pool;
+
+/// A linear congruential generator modulo 2^31, whose state is one word that its owner keeps.
+void k_rnd_init_pool();
+void k_rnd_grow_pool();
+std::uint64_t *k_rnd_register_state(std::uint64_t *state); // returns state
+void k_rnd_deregister_state(std::uint64_t *state);
+void k_rnd_seed(std::uint64_t *state, std::uint64_t seed);
+/// Seeds the generators one by one with every n-th value of a master generator, first `seed`
+/// itself.
+void k_rnd_seed_all(std::uint64_t seed, std::int32_t n);
+std::int64_t k_rnd_next(std::uint64_t *state);
 
 /// Truncates toward zero; what has no 64-bit integer (NaN, infinities, too large) gives 0.
 inline std::int64_t k_trunc(double v)

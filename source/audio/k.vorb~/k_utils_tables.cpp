@@ -1,7 +1,16 @@
 // Lookup tables, built once and only read afterwards.
 #include "k_utils.h"
 
+#include <cmath>
+
 k_sampfilt_row *k_sampfilt_tab = nullptr;
+double k_pan_span[2 * k_pan_size + k_pos_size];
+double *const k_sin_pan_table = k_pan_span;
+double *const k_sqrt_pan_table = k_pan_span + k_pan_size;
+double *const k_sin_pos_table = k_pan_span + 2 * k_pan_size;
+static double sqrt_pos[k_pos_size];
+double *const k_sqrt_pos_table = sqrt_pos;
+double k_sqrt_table[k_sqrt_size];
 
 std::int32_t k_make_sampfilt_tab()
 {
@@ -21,4 +30,30 @@ std::int32_t k_make_sampfilt_tab()
     }
     k_sampfilt_tab = rows;
     return 1;
+}
+
+/// Two quarter periods of `quarter` entries from `start` on, zeros elsewhere: the sine and the
+/// square-root lobe of the same place.
+static void k_fill_lobes(double *sine, double *root, int size, int start, int quarter)
+{
+    for (int i = 0; i < size; ++i) {
+        const double u = double(i - start) / quarter;
+        const bool inside = u >= 0 && u < 2;
+        sine[i] = inside ? std::sin(u * 1.5707963267948966) : 0;
+        root[i] = !inside ? 0
+                  : u < 1 ? std::sqrt(u)
+                          : std::sqrt(1 - double(i - start - quarter) / quarter);
+    }
+}
+
+void k_init_pan_tables() { k_fill_lobes(k_sin_pan_table, k_sqrt_pan_table, k_pan_size, 256, 256); }
+
+void k_init_pos_tables()
+{
+    k_fill_lobes(k_sin_pos_table, k_sqrt_pos_table, k_pos_size, 12288, 4096);
+}
+
+void k_init_sqrt_table()
+{
+    for (int i = 0; i < k_sqrt_size; ++i) k_sqrt_table[i] = std::sqrt(i / 1024.0);
 }

@@ -174,6 +174,9 @@ extern std::int64_t vorb_error_lasttime, vorb_limitwarningr_lasttime, vorb_error
 
 // k_vorb_read [audio]
 void vorb_read(vorb_fogread *reader, double *out, std::int64_t n);
+void vorb_read_stereo(vorb_fogread *reader, double *out1, double *out2, std::int64_t n);
+void vorb_read_quadro(vorb_fogread *reader, double *out1, double *out2, double *out3, double *out4,
+                      std::int64_t n);
 
 // k_vorb_buffers
 void vorb_set(vorb *x, t_symbol *name);
@@ -192,10 +195,15 @@ t_buffer_obj *vorb_buffer(t_buffer_ref *ref); // null reference: null
 // every sounding fog, newest first
 std::int32_t vorb_run_one1(vorb_fog *fog, double *out1, std::int64_t n);
 std::int32_t vorb_run_one2(vorb_fog *fog, double *out1, double *out2, std::int64_t n);
+std::int32_t vorb_run_one2s(vorb_fog *fog, double *out1, double *out2, std::int64_t n);
 std::int32_t vorb_run_one4(vorb_fog *fog, double *out1, double *out2, double *out3, double *out4,
                            std::int64_t n);
+std::int32_t vorb_run_one4s(vorb_fog *fog, double *out1, double *out2, double *out3, double *out4,
+                            std::int64_t n);
 std::int32_t vorb_run_one6(vorb_fog *fog, double *out1, double *out2, double *out3, double *out4,
                            double *out5, double *out6, std::int64_t n);
+std::int32_t vorb_run_one6q(vorb_fog *fog, double *out1, double *out2, double *out3, double *out4,
+                            double *out5, double *out6, std::int64_t n);
 std::int32_t vorb_run_one10(vorb_fog *fog, double *out1, double *out2, double *out3, double *out4,
                             double *out5, double *out6, double *out7, double *out8, double *out9,
                             double *out10, std::int64_t n);
@@ -205,11 +213,34 @@ void vorb_run_all4(inputs *in, double **outs, std::int64_t n);
 void vorb_run_all6(inputs *in, double **outs, std::int64_t n);
 void vorb_run_all10(inputs *in, double **outs, std::int64_t n);
 
+/// What a number must be, and what replaces one that is not.
+struct vorb_range {
+    const char *label; // in the report
+    float low, high, fallback;
+};
+
+/// A parameter that one number sets: by its message at the left inlet, and at the inlet `also`.
+struct vorb_param {
+    const char *message; // null where a number at an inlet alone sets it
+    vorb_range range;
+    void (*store)(inputs &, float);
+    int also = 0;
+    double inputs::*high = nullptr; // the upper bound, where it moves
+};
+
+constexpr float k_open = 1e38f; // stands for an open bound
+
 // k_vorb_value; the instance is the one that the console row will name
-constexpr float k_open = 1e38f; // stands for an open bound of a range
 float vorb_get_value(vorb *x, const t_atom *atom);
 float vorb_range_check(vorb *x, const char *label, float value, float low, float high,
                        float fallback);
+float vorb_checked(vorb *x, const vorb_range &range, float value);
+float vorb_read_checked(vorb *x, const vorb_range &range, const t_atom *atom);
+int vorb_count(long argc);
+bool vorb_at_inlet(vorb *x, int also = 0); // at the left one, or that one
+bool vorb_accepts(vorb *x, const char *message, long argc, int least, int also = 0);
+void vorb_assign(vorb *x, const vorb_param &p, float value);
+void vorb_scalar(vorb *x, const vorb_param &p, long argc, t_atom *argv);
 
 // k_vorb_control: numbers, bangs and parameter messages
 void vorb_float(vorb *x, double value);
@@ -227,7 +258,18 @@ void vorb_lp(vorb *x, t_symbol *s, long argc, t_atom *argv);
 void vorb_env(vorb *x, t_symbol *s, long argc, t_atom *argv);
 void vorb_autoenv(vorb *x, t_symbol *s, long argc, t_atom *argv);
 void vorb_f0phase(vorb *x, t_symbol *s, long argc, t_atom *argv);
-void vorb_all(vorb *x);
-void vorb_follow_sample(inputs *in); // what `all` does, at whatever inlet
 void vorb_test(vorb *x, t_atom_long n);
 void vorb_print_inputs(inputs *in);
+
+// k_vorb_space: where the fogs to come stand, and `all`
+void vorb_gain(vorb *x, t_symbol *s, long argc, t_atom *argv);
+void vorb_pan(vorb *x, t_symbol *s, long argc, t_atom *argv);
+void vorb_pan8(vorb *x, t_symbol *s, long argc, t_atom *argv);
+void vorb_panb(vorb *x, t_symbol *s, long argc, t_atom *argv);
+void vorb_angle(vorb *x, t_symbol *s, long argc, t_atom *argv);
+void vorb_direction(vorb *x, t_symbol *s, long argc, t_atom *argv);
+void vorb_polar(vorb *x, t_symbol *s, long argc, t_atom *argv);
+void vorb_aux1(vorb *x, t_symbol *s, long argc, t_atom *argv);
+void vorb_aux2(vorb *x, t_symbol *s, long argc, t_atom *argv);
+void vorb_all(vorb *x);
+void vorb_follow_sample(inputs *in); // what `all` does, at whatever inlet

@@ -55,7 +55,7 @@ void vorb_queue_set(vorb *x, t_symbol *name) { defer(x, (method)vorb_doset, name
 
 void vorb_set(vorb *x, t_symbol *name)
 {
-    if (proxy_getinlet(vorb_object(x)) == 0) vorb_queue_set(x, name);
+    if (vorb_at_inlet(x)) vorb_queue_set(x, name);
 }
 
 t_max_err vorb_bufref_notify_all(vorb *x, t_symbol *s, t_symbol *msg, void *sender, void *data)

@@ -74,6 +74,15 @@ extern "C" C74_EXPORT void ext_main(void *)
         {"int", (method)vorb_int, A_LONG, 0},
         {"float", (method)vorb_float, A_FLOAT, 0},
         {"list", (method)vorb_amplist, A_GIMME, 0}, // a second time, deliberately
+        {"gain", (method)vorb_gain, A_GIMME, 0},
+        {"pan", (method)vorb_pan, A_GIMME, 0},
+        {"pan8", (method)vorb_pan8, A_GIMME, 0},
+        {"panb", (method)vorb_panb, A_GIMME, 0},
+        {"angle", (method)vorb_angle, A_GIMME, 0},
+        {"direction", (method)vorb_direction, A_GIMME, 0},
+        {"polar", (method)vorb_polar, A_GIMME, 0},
+        {"aux1", (method)vorb_aux1, A_GIMME, 0},
+        {"aux2", (method)vorb_aux2, A_GIMME, 0},
         {"all", (method)vorb_all, 0, 0},
     };
     object_post(nullptr, "%s %s", s_vorb_name, VORB_VERSION);

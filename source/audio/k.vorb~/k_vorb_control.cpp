@@ -7,18 +7,6 @@
 
 // ---- Parameters that one number sets ------------------------------------------------------------
 
-struct vorb_param {
-    const char *label;
-    float low;
-    float (*high)(const inputs &);
-    float fallback;
-    void (*store)(inputs &, float);
-};
-
-static float vorb_no_bound(const inputs &) { return k_open; }
-static float vorb_nyquist(const inputs &in) { return float(in.nyquist); }
-static float vorb_unity(const inputs &) { return 1; }
-
 static void vorb_store_offset(inputs &in, float v) { in.offset = in.latency_ms + double(v); }
 
 /// The message, unlike the inlet, rounds the sum to single precision: deliberate.
@@ -56,23 +44,16 @@ static void vorb_store_lowpass(inputs &in, float v)
     in.lp2 = 0;
 }
 
-static const vorb_param p_offset = {"offset", 0, vorb_no_bound, 0, vorb_store_offset};
-static const vorb_param p_offset_message = {"offset", 0, vorb_no_bound, 0,
-                                            vorb_store_offset_rounded};
-static const vorb_param p_trans = {"transposition", 0, vorb_no_bound, 1, vorb_store_trans};
-static const vorb_param p_bw = {"bandwidth", 0, vorb_nyquist, 0, vorb_store_bw};
-static const vorb_param p_amp = {"amplitude", -k_open, vorb_no_bound, 0, vorb_store_amp};
-static const vorb_param p_tex = {"tex", 0, vorb_no_bound, 0, vorb_store_tex};
-static const vorb_param p_debatt = {"debatt", 0, vorb_no_bound, 0, vorb_store_debatt};
-static const vorb_param p_atten = {"atten", 0, vorb_no_bound, 0, vorb_store_atten};
-static const vorb_param p_lowpass = {"lowpass", 0, vorb_unity, 1, vorb_store_lowpass};
-
-static void vorb_assign(vorb *x, const vorb_param &p, float value)
-{
-    inputs &in = x->inputs;
-    p.store(in, vorb_range_check(x, p.label, value, p.low, p.high(in), p.fallback));
-    in.changed = 1;
-}
+static const vorb_param p_offset_inlet = {nullptr, {"offset", 0, k_open, 0}, vorb_store_offset};
+static const vorb_param p_offset = {"offset", {"offset", 0, k_open, 0}, vorb_store_offset_rounded};
+static const vorb_param p_trans = {"transp", {"transposition", 0, k_open, 1}, vorb_store_trans};
+static const vorb_param p_bw = {
+    "bw", {"bandwidth", 0, k_open, 0}, vorb_store_bw, 0, &inputs::nyquist};
+static const vorb_param p_amp = {"amp", {"amplitude", -k_open, k_open, 0}, vorb_store_amp};
+static const vorb_param p_tex = {"tex", {"tex", 0, k_open, 0}, vorb_store_tex};
+static const vorb_param p_debatt = {"debatt", {"debatt", 0, k_open, 0}, vorb_store_debatt};
+static const vorb_param p_atten = {"atten", {"atten", 0, k_open, 0}, vorb_store_atten};
+static const vorb_param p_lowpass_inlet = {nullptr, {"lowpass", 0, 1, 1}, vorb_store_lowpass};
 
 // ---- Numbers and bangs --------------------------------------------------------------------------
 
@@ -80,7 +61,7 @@ static void vorb_assign(vorb *x, const vorb_param &p, float value)
 static void vorb_start(vorb *x, float value)
 {
     const inputs &in = x->inputs;
-    const double t = double(vorb_range_check(x, "start", value, 0, k_open, 0)) * 0.001;
+    const double t = double(vorb_checked(x, {"start", 0, k_open, 0}, value)) * 0.001;
     const std::int64_t n = k_trunc(t * in.sr);
     vorb_trigger(x, n, t - double(n) * in.sp);
 }
@@ -88,7 +69,8 @@ static void vorb_start(vorb *x, float value)
 void vorb_float(vorb *x, double value)
 {
     static const vorb_param *const by_inlet[vorb_signal_inlets] = {
-        nullptr, &p_offset, &p_trans, &p_bw, &p_amp, &p_tex, &p_debatt, &p_atten, &p_lowpass};
+        nullptr, &p_offset_inlet, &p_trans, &p_bw,           &p_amp,
+        &p_tex,  &p_debatt,       &p_atten, &p_lowpass_inlet};
     const std::int64_t inlet = x->forced_inlet ? x->forced_inlet : proxy_getinlet(vorb_object(x));
     x->forced_inlet = 0;
     if (inlet == 0) vorb_start(x, float(value));
@@ -98,7 +80,7 @@ void vorb_float(vorb *x, double value)
 
 void vorb_int(vorb *x, t_atom_long n)
 {
-    if (proxy_getinlet(vorb_object(x)) != 0) return vorb_float(x, double(float(n)));
+    if (!vorb_at_inlet(x)) return vorb_float(x, double(float(n)));
     char name[128];
     std::snprintf(name, sizeof name, "sample%lld", (long long)n);
     vorb_set(x, gensym(name));
@@ -106,56 +88,30 @@ void vorb_int(vorb *x, t_atom_long n)
 
 void vorb_bang(vorb *x)
 {
-    if (proxy_getinlet(vorb_object(x)) == 0) vorb_float(x, 0);
+    if (vorb_at_inlet(x)) vorb_float(x, 0);
 }
 
 // ---- Messages, at the left inlet ----------------------------------------------------------------
 
-/// The argument count is 16 bits wide, deliberate.
-static int vorb_count(long argc) { return std::int16_t(argc); }
-
-/// Whether a message is answered: at the left inlet, with enough arguments.
-static bool vorb_accepts(vorb *x, const char *message, long argc, int least)
-{
-    if (proxy_getinlet(vorb_object(x)) != 0) return false;
-    if (vorb_count(argc) >= least) return true;
-    object_error(vorb_object(x), "%s: insufficient arguments for %s message", s_vorb_name, message);
-    return false;
-}
-
-static void vorb_scalar(vorb *x, const char *message, const vorb_param &p, long argc, t_atom *argv)
-{
-    if (vorb_accepts(x, message, argc, 1)) vorb_assign(x, p, vorb_get_value(x, argv));
-}
-
 void vorb_offset(vorb *x, t_symbol *, long argc, t_atom *argv)
 {
-    vorb_scalar(x, "offset", p_offset_message, argc, argv);
+    vorb_scalar(x, p_offset, argc, argv);
 }
 
 void vorb_transp(vorb *x, t_symbol *, long argc, t_atom *argv)
 {
-    vorb_scalar(x, "transp", p_trans, argc, argv);
+    vorb_scalar(x, p_trans, argc, argv);
 }
 
-void vorb_bw(vorb *x, t_symbol *, long argc, t_atom *argv)
-{
-    vorb_scalar(x, "bw", p_bw, argc, argv);
-}
+void vorb_bw(vorb *x, t_symbol *, long argc, t_atom *argv) { vorb_scalar(x, p_bw, argc, argv); }
 
-void vorb_amp(vorb *x, t_symbol *, long argc, t_atom *argv)
-{
-    vorb_scalar(x, "amp", p_amp, argc, argv);
-}
+void vorb_amp(vorb *x, t_symbol *, long argc, t_atom *argv) { vorb_scalar(x, p_amp, argc, argv); }
 
-void vorb_tex(vorb *x, t_symbol *, long argc, t_atom *argv)
-{
-    vorb_scalar(x, "tex", p_tex, argc, argv);
-}
+void vorb_tex(vorb *x, t_symbol *, long argc, t_atom *argv) { vorb_scalar(x, p_tex, argc, argv); }
 
 void vorb_atten(vorb *x, t_symbol *, long argc, t_atom *argv)
 {
-    vorb_scalar(x, "atten", p_atten, argc, argv);
+    vorb_scalar(x, p_atten, argc, argv);
 }
 
 void vorb_debatt(vorb *x, t_symbol *, long argc, t_atom *argv)
@@ -165,30 +121,15 @@ void vorb_debatt(vorb *x, t_symbol *, long argc, t_atom *argv)
     else vorb_assign(x, p_debatt, vorb_get_value(x, argv));
 }
 
-void vorb_follow_sample(inputs *in)
-{
-    in->debatt_all = 1;
-    in->changed = 1;
-}
-
-/// Lets the attenuation of each fog end where the sample ends; the inlet of `debatt` answers too.
-void vorb_all(vorb *x)
-{
-    const long inlet = proxy_getinlet(vorb_object(x));
-    if (inlet == 0 || inlet == 6) vorb_follow_sample(&x->inputs);
-}
-
 /// Amplitudes of outputs 1, 2, ... times the gain; the amplitude inlet answers too.
 void vorb_amplist(vorb *x, t_symbol *, long argc, t_atom *argv)
 {
     inputs &in = x->inputs;
-    const long inlet = proxy_getinlet(vorb_object(x));
-    if (inlet != 0 && inlet != 4) return;
-    for (int k = 0; k < std::min<int>(vorb_count(argc), vorb_slots); ++k) {
-        const float v = vorb_range_check(x, "amplitude (list)", vorb_get_value(x, &argv[k]),
-                                         -k_open, k_open, 1);
-        in.amps[k] = double(v) * in.gain;
-    }
+    if (!vorb_at_inlet(x, 4)) return;
+    for (int k = 0; k < std::min<int>(vorb_count(argc), vorb_slots); ++k)
+        in.amps[k] =
+            double(vorb_read_checked(x, {"amplitude (list)", -k_open, k_open, 1}, &argv[k])) *
+            in.gain;
     in.changed = 1;
 }
 
@@ -197,11 +138,10 @@ void vorb_lp(vorb *x, t_symbol *, long argc, t_atom *argv)
 {
     inputs &in = x->inputs;
     if (!vorb_accepts(x, "lp", argc, 1)) return;
-    const float a = vorb_range_check(x, "lp1", vorb_get_value(x, &argv[0]), -k_open, 0, 0);
+    const float a = vorb_read_checked(x, {"lp1", -k_open, 0, 0}, &argv[0]);
     const float q = float(std::pow(0.5, -double(a)));
     float b = 0;
-    if (vorb_count(argc) >= 2)
-        b = vorb_range_check(x, "lp2", vorb_get_value(x, &argv[1]), 0, k_open, 0);
+    if (vorb_count(argc) >= 2) b = vorb_read_checked(x, {"lp2", 0, k_open, 0}, &argv[1]);
     in.lp1 = double(q);
     in.lp1m = double(q - 1); // in single precision, deliberate
     in.lp2 = double(b);
@@ -219,7 +159,7 @@ void vorb_env(vorb *x, t_symbol *, long argc, t_atom *argv)
     float v[5];
     for (int k = 0; k < 5; ++k) v[k] = vorb_get_value(x, &argv[k]);
     v[0] = float(double(v[0]) * 0.001);
-    for (int k = 0; k < 5; ++k) v[k] = vorb_range_check(x, labels[k], v[k], 0, k_open, 0);
+    for (int k = 0; k < 5; ++k) v[k] = vorb_checked(x, {labels[k], 0, k_open, 0}, v[k]);
     const float duration = v[0], attack = v[1], bandwidth = v[2], sustain = v[3], release = v[4];
     const float total = attack + sustain + release;
     if (total == 0) {
@@ -238,13 +178,12 @@ void vorb_env(vorb *x, t_symbol *, long argc, t_atom *argv)
 /// autoenv PERIODS [MAXIMUM ms]: phasor-started fogs take their times from F0.
 void vorb_autoenv(vorb *x, t_symbol *, long argc, t_atom *argv)
 {
+    static const vorb_range range = {"autoenv", 0, k_open, 0};
     inputs &in = x->inputs;
     if (!vorb_accepts(x, "autoenv", argc, 1)) return;
-    in.autoenv = double(vorb_range_check(x, "autoenv", vorb_get_value(x, &argv[0]), 0, k_open, 0));
+    in.autoenv = double(vorb_read_checked(x, range, &argv[0]));
     if (vorb_count(argc) >= 2)
-        in.autoenv_max =
-            double(vorb_range_check(x, "autoenv", vorb_get_value(x, &argv[1]), 0, k_open, 0)) *
-            0.001;
+        in.autoenv_max = double(vorb_read_checked(x, range, &argv[1])) * 0.001;
     in.changed = 1;
 }
 
@@ -252,14 +191,14 @@ void vorb_f0phase(vorb *x, t_symbol *, long argc, t_atom *argv)
 {
     inputs &in = x->inputs;
     if (!vorb_accepts(x, "f0phase", argc, 1)) return;
-    in.phase = double(vorb_range_check(x, "f0phase", vorb_get_value(x, &argv[0]), 0, 1, 0)) * in.sr;
+    in.phase = double(vorb_read_checked(x, {"f0phase", 0, 1, 0}, argv)) * in.sr;
 }
 
 // ---- Looking inside -----------------------------------------------------------------------------
 
 void vorb_test(vorb *x, t_atom_long n)
 {
-    if (proxy_getinlet(vorb_object(x)) == 0) x->debug = n;
+    if (vorb_at_inlet(x)) x->debug = n;
 }
 
 /// For a debugger's command line or a line of trial code: no message calls it.

@@ -101,21 +101,19 @@ void vorb_trigger(vorb *x, std::int64_t index, double time)
 
 // ---- Messages, at the left inlet ----------------------------------------------------------------
 
-static bool vorb_left_inlet(vorb *x) { return proxy_getinlet(vorb_object(x)) == 0; }
-
 void vorb_reset(vorb *x)
 {
-    if (vorb_left_inlet(x)) vorb_init_list(&x->pool);
+    if (vorb_at_inlet(x)) vorb_init_list(&x->pool);
 }
 
 void vorb_freefogs(vorb *x)
 {
-    if (vorb_left_inlet(x)) outlet_int(x->intout, x->pool.nfree);
+    if (vorb_at_inlet(x)) outlet_int(x->intout, x->pool.nfree);
 }
 
 void vorb_usedfogs(vorb *x)
 {
-    if (vorb_left_inlet(x)) outlet_int(x->intout, x->pool.maxfogs - x->pool.nfree);
+    if (vorb_at_inlet(x)) outlet_int(x->intout, x->pool.maxfogs - x->pool.nfree);
 }
 
 void vorb_bound_maxfogs(vorb *x, std::int64_t n)
@@ -132,17 +130,17 @@ void vorb_bound_maxfogs(vorb *x, std::int64_t n)
 
 void vorb_maxfogs(vorb *x, t_atom_long n)
 {
-    if (vorb_left_inlet(x)) vorb_bound_maxfogs(x, n);
+    if (vorb_at_inlet(x)) vorb_bound_maxfogs(x, n);
 }
 
 void vorb_silent(vorb *x, t_atom_long n)
 {
-    if (vorb_left_inlet(x)) vorb_error_silent = n;
+    if (vorb_at_inlet(x)) vorb_error_silent = n;
 }
 
 void vorb_limit(vorb *x, t_atom_long low, t_atom_long high)
 {
-    if (!vorb_left_inlet(x)) return;
+    if (!vorb_at_inlet(x)) return;
     inputs &in = x->inputs;
     if (high == 0) {
         in.limit_high = 0;

@@ -28,18 +28,26 @@ struct vorb_plan {
     std::int64_t base, count, frac, step;
 };
 
+static const vorb_plan vorb_silence = {vorb_verdict::silent, 0, 0, 0, 0};
+
+/// The stereo reader says so while it holds the samples, the quadro reader after, the mono reader
+/// never: deliberate. The text names the mono reader in all.
+static void vorb_post_count(const vorb_plan &plan)
+{
+    object_post(nullptr, "%s: vorb_read: n2 (%d) out of range", s_vorb_name, int(plan.count));
+}
+
 /// The head moves from frame `from` to frame `to` of `frames`. Pure, and safe for every value: a
 /// silent block for a NaN, for positions outside the sample and for more than eight frames a
 /// sample.
 static vorb_plan vorb_plan_block(const vorb_fogread &reader, double from, double to,
                                  std::int64_t frames)
 {
-    const vorb_plan silent{vorb_verdict::silent, 0, 0, 0, 0};
     const bool forward = to >= from;
     const double low = forward ? from : to, high = forward ? to : from;
     const double d = high - low;
     // The last six frames are out of bounds. Written so that a NaN fails.
-    if (!(low >= 0 && high < double(frames - 6) && d <= reader.vs8)) return silent;
+    if (!(low >= 0 && high < double(frames - 6) && d <= reader.vs8)) return vorb_silence;
 
     vorb_plan plan{vorb_verdict::read, k_trunc(forward ? from : to - 0.5), k_trunc(d) + 5, 0, 0};
     // More frames than the copy holds leave the output as it was instead of silencing it:
@@ -93,36 +101,54 @@ static void vorb_interpolate(vorb_fogread *reader, const vorb_plan &plan,
 
 /// The body of every reader, all but the silence.
 template <std::size_t channels>
-static vorb_verdict vorb_try_block(vorb_fogread *reader, const std::array<double *, channels> &out,
-                                   std::int64_t n)
+static vorb_plan vorb_try_block(vorb_fogread *reader, const std::array<double *, channels> &out,
+                                std::int64_t n)
 {
+    const auto has_channels = [](t_buffer_obj *b) {
+        return buffer_getchannelcount(b) == t_atom_long(channels);
+    };
     t_buffer_obj *b = vorb_buffer(reader->bufref);
-    if (!b || buffer_getchannelcount(b) != t_atom_long(channels) || !k_sampfilt_tab)
-        return vorb_verdict::silent;
+    if (!b || !has_channels(b) || !k_sampfilt_tab) return vorb_silence;
     const vorb_lock lock(b);
-    if (!lock.samples) {
-        object_post(nullptr, "vorb_read: no samples, goto zero");
-        return vorb_verdict::silent;
-    }
+    if constexpr (channels == 1)
+        if (!lock.samples) {
+            object_post(nullptr, "vorb_read: no samples, goto zero");
+            return vorb_silence;
+        }
     const double from = reader->prev_pos, to = reader->pos_ms * reader->frames_per_ms;
     reader->prev_pos = to; // also where the block turns out silent
+    if (!lock.samples || !has_channels(b)) return vorb_silence; // they may have changed meanwhile
     const vorb_plan plan = vorb_plan_block(*reader, from, to, buffer_getframecount(b));
-    if (plan.verdict != vorb_verdict::read) return plan.verdict;
+    if (channels == 2 && plan.verdict == vorb_verdict::unwritten) vorb_post_count(plan);
+    if (plan.verdict != vorb_verdict::read) return plan;
     float copy[channels][max_count + 1];
     vorb_copy_source(lock.samples, plan, copy);
     vorb_interpolate(reader, plan, copy, out, n);
-    return vorb_verdict::read;
+    return plan;
 }
 
 template <std::size_t channels>
 static void vorb_read_block(vorb_fogread *reader, const std::array<double *, channels> &out,
                             std::int64_t n)
 {
-    if (vorb_try_block(reader, out, n) != vorb_verdict::silent) return;
-    for (double *silent : out) vorb_clear(silent, n);
+    const vorb_plan plan = vorb_try_block(reader, out, n);
+    if (channels == 4 && plan.verdict == vorb_verdict::unwritten) vorb_post_count(plan);
+    if (plan.verdict == vorb_verdict::silent)
+        for (double *silent : out) vorb_clear(silent, n);
 }
 
 void vorb_read(vorb_fogread *reader, double *out, std::int64_t n)
 {
     vorb_read_block<1>(reader, {out}, n);
+}
+
+void vorb_read_stereo(vorb_fogread *reader, double *out1, double *out2, std::int64_t n)
+{
+    vorb_read_block<2>(reader, {out1, out2}, n);
+}
+
+void vorb_read_quadro(vorb_fogread *reader, double *out1, double *out2, double *out3, double *out4,
+                      std::int64_t n)
+{
+    vorb_read_block<4>(reader, {out1, out2, out3, out4}, n);
 }

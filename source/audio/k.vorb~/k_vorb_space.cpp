@@ -1,0 +1,223 @@
+// Spatial messages: the gain set that fogs to come copy, by pan laws, the cube panner and by hand.
+// Answered at the left inlet and at the amplitude inlet.
+#include "k_vorb.h"
+
+#include <cmath>
+
+enum { amp_inlet = 4, debatt_inlet = 6 };
+
+// ---- Pan laws: an amplitude times the master gain, and one or two positions ---------------------
+
+struct vorb_pan_law {
+    const char *message;
+    vorb_range amplitude;
+    int positions;
+    vorb_range position[2];
+    void (*law)(double *slots, double amp, const float *p);
+};
+
+/// The lobe of a loudspeaker that faces 180 degrees; angles wrap.
+static double vorb_lobe(double degrees)
+{
+    return k_sin_pan_table[k_trunc(degrees * 2.8444444444444446) & (k_pan_size - 1)];
+}
+
+/// Left to right, and mirrored behind: speakers 3 and 4 follow 2 and 1 around the room.
+static void vorb_pan_law_pan(double *slots, double amp, const float *p)
+{
+    const float h = 45 * p[0];
+    slots[0] = slots[3] = vorb_lobe(double(225 + h)) * amp;
+    slots[1] = slots[2] = vorb_lobe(double(135 + h)) * amp;
+}
+
+/// Four loudspeakers at -45, 45, 135 and 225 degrees.
+static void vorb_pan_law_angle(double *slots, double amp, const float *p)
+{
+    const double a = double(p[0]);
+    const double facing[] = {225 + a, 135 + a, 45 + a, a - 45};
+    for (int k = 0; k < 4; ++k) slots[k] = vorb_lobe(facing[k]) * amp;
+}
+
+/// A ring of eight, position k on output k. Its span of table begins with the two small tables, so
+/// that a sound passing there is heard from other outputs too: deliberate.
+static void vorb_pan_law_pan8(double *slots, double amp, const float *p)
+{
+    const float q = float(double(p[0]) - 0.5);
+    for (int j = 0; j < 8; ++j) {
+        const float u = q + float(4 - j);
+        slots[j] = k_pan_span[k_trunc(double(u) * 4096.0) & (k_pos_size - 1)] * amp;
+    }
+}
+
+/// First-order B-format: W, X, Y, Z.
+static void vorb_pan_law_panb(double *slots, double amp, const float *p)
+{
+    const double degree = 0.017453; // short, deliberate
+    const double az = double(float(double(p[0]) * degree)),
+                 el = double(float(double(p[1]) * degree));
+    slots[0] = 0.707107 * amp;
+    slots[1] = std::cos(az) * std::cos(el) * amp;
+    slots[2] = std::sin(az) * std::cos(el) * amp;
+    slots[3] = std::sin(el) * amp;
+}
+
+static void vorb_apply_law(vorb *x, const vorb_pan_law &p, long argc, t_atom *argv)
+{
+    inputs &in = x->inputs;
+    if (!vorb_accepts(x, p.message, argc, 1 + p.positions, amp_inlet)) return;
+    // The product with the gain is checked, and its fallback is not multiplied: deliberate.
+    const float product = float(double(vorb_get_value(x, argv)) * in.gain);
+    const float amp = vorb_checked(x, p.amplitude, product);
+    float at[2];
+    for (int k = 0; k < p.positions; ++k) at[k] = vorb_read_checked(x, p.position[k], &argv[1 + k]);
+    p.law(in.amps, double(amp), at);
+    in.changed = 1;
+}
+
+void vorb_pan(vorb *x, t_symbol *, long argc, t_atom *argv)
+{
+    static const vorb_pan_law law = {"pan",
+                                     {"amplitude (message pan)", 0, k_open, 1},
+                                     1,
+                                     {{"pan (message pan)", -1, 1, 0}},
+                                     vorb_pan_law_pan};
+    vorb_apply_law(x, law, argc, argv);
+}
+
+void vorb_pan8(vorb *x, t_symbol *, long argc, t_atom *argv)
+{
+    static const vorb_pan_law law = {"pan8",
+                                     {"amplitude (message pan8)", 0, k_open, 1},
+                                     1,
+                                     {{"pan (message pan8)", -k_open, k_open, 0}},
+                                     vorb_pan_law_pan8};
+    vorb_apply_law(x, law, argc, argv);
+}
+
+void vorb_panb(vorb *x, t_symbol *, long argc, t_atom *argv)
+{
+    static const vorb_pan_law law = {"panb",
+                                     {"amplitude (message panb)", 0, k_open, 1},
+                                     2,
+                                     {{"azimuth (message panb)", -k_open, k_open, 0},
+                                      {"elevation (message panb)", -k_open, k_open, 0}},
+                                     vorb_pan_law_panb};
+    vorb_apply_law(x, law, argc, argv);
+}
+
+void vorb_angle(vorb *x, t_symbol *, long argc, t_atom *argv)
+{
+    static const vorb_pan_law law = {"angle",
+                                     {"amplitude (message angle)", 0, k_open, 1},
+                                     1,
+                                     {{"angle (message angle)", -k_open, k_open, 0}},
+                                     vorb_pan_law_angle};
+    vorb_apply_law(x, law, argc, argv);
+}
+
+// ---- The cube -----------------------------------------------------------------------------------
+
+struct vorb_cube_law {
+    const char *message;
+    int least, bounded; // arguments, and how many of them have bounds of their own
+    vorb_range range[4];
+    const char *complaint;
+    void (*law)(double *slots, const double *p);
+};
+
+static const double cube_radius = 2.5999999046325684;
+
+static void vorb_apply_cube(vorb *x, const vorb_cube_law &c, long argc, t_atom *argv)
+{
+    inputs &in = x->inputs;
+    if (!vorb_accepts(x, c.message, argc, c.least, amp_inlet)) return;
+    double p[4];
+    for (int k = 0; k < c.least; ++k) p[k] = double(vorb_read_checked(x, c.range[k], &argv[k]));
+    for (int k = 0; k < c.bounded; ++k)
+        if (p[k] < double(c.range[k].low) || p[k] > double(c.range[k].high)) { // a guard only
+            object_error(vorb_object(x), "%s: %s", s_vorb_name, c.complaint);
+            return;
+        }
+    c.law(in.amps, p);
+    for (double &amp : in.amps) amp *= in.gain; // the aux sends too, each time: deliberate
+    in.changed = 1;
+}
+
+void vorb_direction(vorb *x, t_symbol *, long argc, t_atom *argv)
+{
+    static const vorb_cube_law cube = {"direction",
+                                       4,
+                                       3,
+                                       {{"x (message direction)", -1, 1, 0},
+                                        {"y (message direction)", -1, 1, 0},
+                                        {"z (message direction)", -1, 1, 0},
+                                        {"d (message direction)", -k_open, k_open, 0}},
+                                       "x, y, or z out of range [-1,1]",
+                                       [](double *slots, const double *p) {
+                                           k_pan3d8(slots, p[0], p[1], p[2], p[3], cube_radius);
+                                       }};
+    vorb_apply_cube(x, cube, argc, argv);
+}
+
+void vorb_polar(vorb *x, t_symbol *, long argc, t_atom *argv)
+{
+    static const vorb_cube_law cube = {"polar",
+                                       3,
+                                       2,
+                                       {{"azimuth (message polar)", -180, 180, 0},
+                                        {"elevation (message polar)", -90, 90, 0},
+                                        {"distance (message polar)", -k_open, k_open, 0}},
+                                       "az [-180,180] or el [-90,90] out of range",
+                                       [](double *slots, const double *p) {
+                                           k_pan3d8polar(slots, p[0], p[1], p[2], cube_radius);
+                                       }};
+    vorb_apply_cube(x, cube, argc, argv);
+}
+
+// ---- By hand ------------------------------------------------------------------------------------
+
+/// Sets the master gain and rescales what is set already.
+void vorb_gain(vorb *x, t_symbol *, long argc, t_atom *argv)
+{
+    inputs &in = x->inputs;
+    if (!vorb_accepts(x, "gain", argc, 1, amp_inlet)) return;
+    const double gain = double(vorb_read_checked(x, {"gain", 0, k_open, 1}, argv));
+    if (!(gain > 0)) {
+        object_error(vorb_object(x), "%s: gain must be greater than 0", s_vorb_name);
+        return;
+    }
+    const double r = gain / in.gain;
+    for (double &amp : in.amps) amp *= r;
+    in.changed = 1;
+    in.gain = gain;
+}
+
+void vorb_aux1(vorb *x, t_symbol *, long argc, t_atom *argv)
+{
+    static const vorb_param p = {"aux1",
+                                 {"aux1", -k_open, k_open, 1},
+                                 [](inputs &in, float v) { in.amps[8] = double(v) * in.gain; },
+                                 amp_inlet};
+    vorb_scalar(x, p, argc, argv);
+}
+
+void vorb_aux2(vorb *x, t_symbol *, long argc, t_atom *argv)
+{
+    static const vorb_param p = {"aux2",
+                                 {"aux2", -k_open, k_open, 1},
+                                 [](inputs &in, float v) { in.amps[9] = double(v) * in.gain; },
+                                 amp_inlet};
+    vorb_scalar(x, p, argc, argv);
+}
+
+void vorb_follow_sample(inputs *in)
+{
+    in->debatt_all = 1;
+    in->changed = 1;
+}
+
+/// Lets the attenuation of each fog end where the sample ends; the inlet of `debatt` answers too.
+void vorb_all(vorb *x)
+{
+    if (vorb_at_inlet(x, debatt_inlet)) vorb_follow_sample(&x->inputs);
+}
