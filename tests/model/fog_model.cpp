@@ -45,17 +45,29 @@ way way_of(const stage &host, double old_frame, double new_frame, std::int64_t f
     return {forward ? reading::forward : reading::backward, base, from, forward ? step : -step};
 }
 
-/// The interpolated source at the i-th sample of a block: one frame after the read position.
-double source_at(const sample &s, const way &w, std::int64_t i)
+/// A channel of the interpolated source at the i-th sample of a block: one frame after the read
+/// position.
+double source_at(const sample &s, std::size_t channel, const way &w, std::int64_t i)
 {
     const std::int64_t position = w.from + i * w.step;
-    const float *q = s.frames.data() + w.base + (position >> 16);
+    const auto first = static_cast<std::size_t>(w.base + (position >> 16));
     const std::array<float, 4> weight = weights((position >> 8) & 255);
-    return weight[0] * q[0] + weight[1] * q[1] + weight[2] * q[2] + weight[3] * q[3];
+    float sum = 0;
+    for (std::size_t m = 0; m < 4; ++m)
+        sum += weight[m] * s.values[(first + m) * s.channels + channel];
+    return static_cast<double>(sum);
 }
 
-std::vector<source_block> reads_of(const stage &host, const voice &v, const source &buffer,
-                                   const start &onset, long blocks, double frames_per_ms)
+/// How many channels a layout reads from a buffer: one, or as many as its other renderer knows.
+std::size_t channels_read(int layout, const sample *s)
+{
+    if (!s || s->channels == 1 || layout == 1 || layout == 10) return 1;
+    return layout == 6 ? 4 : 2;
+}
+
+std::vector<source_block> reads_of(const stage &host, int layout, const voice &v,
+                                   const source &buffer, const start &onset, long blocks,
+                                   const leftovers &left)
 {
     const double sp = 1 / host.rate, vector = static_cast<double>(host.vector);
     const double x = sp - onset.late_s;
@@ -63,30 +75,33 @@ std::vector<source_block> reads_of(const stage &host, const voice &v, const sour
     double position_ms = v.position_ms - (static_cast<double>(onset.index) * sp + (sp - x)) *
                                              v.transposition * 1000.0;
     double frame = position_ms - step_ms; // deliberate: milliseconds, read as frames
-    double y = 0;
+    per_channel y = {0, 0, left.filtered[2], left.filtered[3]};
     std::int64_t filtered = 0; // the filter stands still while nothing is read
 
     std::vector<source_block> reads;
     for (long b = 0; b < blocks; ++b, position_ms += step_ms) {
         const sample *s = buffer(onset.block + b);
+        const std::size_t channels = channels_read(layout, s);
         const std::vector<double> silence(static_cast<std::size_t>(host.vector), 0.0);
-        if (!s) {
-            reads.push_back({reading::silent, silence});
-            continue;
-        }
-        const double target = position_ms * frames_per_ms;
-        const way w = way_of(host, frame, target, static_cast<std::int64_t>(s->frames.size()));
+        reads.push_back({reading::silent, {channels, silence}, y});
+        if (!s || s->channels != channels) continue;
+        const double target = position_ms * left.frames_per_ms;
+        const way w = way_of(host, frame, target, s->frames());
         frame = target;
-        reads.push_back({w.kind, silence});
-        std::vector<double> &values = reads.back().values;
-        if (w.kind == reading::stale) values.clear();
+        source_block &read = reads.back();
+        read.kind = w.kind;
+        if (w.kind == reading::stale) read.values.clear();
         if (w.kind == reading::stale || w.kind == reading::silent) continue;
         for (std::int64_t i = 0; i < host.vector; ++i, ++filtered) {
             const double a =
                 v.lowpass * std::exp2(-v.closing_hz * sp * static_cast<double>(filtered));
-            y = a * source_at(*s, w, i) + (1 - a) * y;
-            values[static_cast<std::size_t>(i)] = y;
+            const double rest = filtered == 0 ? v.rest : 1 - a;
+            for (std::size_t c = 0; c < channels; ++c) {
+                y[c] = a * source_at(*s, c, w, i) + rest * y[c];
+                read.values[c][static_cast<std::size_t>(i)] = y[c];
+            }
         }
+        read.filtered = y;
     }
     return reads;
 }
@@ -94,52 +109,58 @@ std::vector<source_block> reads_of(const stage &host, const voice &v, const sour
 double debatt_of(const voice &v, const sample *s)
 {
     if (!v.debatt_all || !s) return v.debatt_s;
-    return static_cast<double>(s->frames.size()) / s->rate / v.transposition - v.atten_s;
+    return static_cast<double>(s->frames()) / s->rate / v.transposition - v.atten_s;
 }
 
-/// Gain slot of each outlet.
-std::vector<std::size_t> slots(int layout)
+/// What an outlet gets: a source channel and the gain slot that scales it.
+struct tap {
+    std::size_t channel, slot;
+};
+
+/// The taps of each outlet when so many channels are read.
+std::vector<tap> taps(int layout, std::size_t channels)
 {
+    const bool mono = channels == 1;
     switch (layout) {
     case 2:
-        return {0, 1};
-    case 4:
-        return {0, 1, 2, 3};
+        return {{0, 0}, {mono ? 0u : 1u, 1}};
+    case 4: // the aux slots for two channels alone
+        if (!mono) return {{0, 0}, {1, 1}, {0, 8}, {1, 9}};
+        return {{0, 0}, {0, 1}, {0, 2}, {0, 3}};
     case 6:
-        return {0, 1, 2, 3, 8, 9};
+        if (!mono) return {{0, 0}, {1, 1}, {2, 2}, {3, 3}, {0, 8}, {0, 9}};
+        return {{0, 0}, {0, 1}, {0, 2}, {0, 3}, {0, 8}, {0, 9}};
     case 10:
-        return {0, 1, 2, 3, 4, 5, 6, 7, 8, 9};
+        return {{0, 0}, {0, 1}, {0, 2}, {0, 3}, {0, 4}, {0, 5}, {0, 6}, {0, 7}, {0, 8}, {0, 9}};
     default:
-        return {0};
+        return {{0, 0}};
     }
 }
 
-/// What a pool slot remembers: the record keeps its frames per ms from fog to fog.
-struct record {
-    double frames_per_ms = 0;
-};
-
 struct sounding {
     fog what;
-    record slot;
+    leftovers record;
 };
 
-double peak(const fog &f, const std::vector<double> &scratch)
+using scratch_blocks = std::array<std::vector<double>, most_channels>;
+
+double peak(const fog &f, const scratch_blocks &scratch)
 {
     double gain = 0, level = 0;
     for (const double g : f.gains) gain = std::max(gain, std::abs(g));
-    for (const double s : scratch) level = std::max(level, std::abs(s));
+    for (const std::vector<double> &channel : scratch)
+        for (const double s : channel) level = std::max(level, std::abs(s));
     return gain * level;
 }
 
 class player {
 public:
     explicit player(const scene &s)
-        : s_(s), voice_(s.parameters), free_(static_cast<std::size_t>(s.maxfogs)),
-          scratch_(static_cast<std::size_t>(s.host.vector), 0.0)
+        : s_(s), voice_(s.parameters), free_(static_cast<std::size_t>(s.maxfogs))
     {
+        scratch_.fill(std::vector<double>(static_cast<std::size_t>(s.host.vector), 0.0));
         done_.outlets.assign(
-            slots(s.layout).size(),
+            static_cast<std::size_t>(s.layout),
             std::vector<double>(static_cast<std::size_t>(s.blocks * s.host.vector), 0.0));
     }
 
@@ -162,15 +183,16 @@ private:
             ++done_.refused;
             return;
         }
-        record slot = free_.front();
+        leftovers record = free_.front();
         free_.pop_front();
         if (const sample *b = s_.buffer(onset.block)) {
-            slot.frames_per_ms = b->rate / 1000.0;
+            record.frames_per_ms = b->rate / 1000.0;
             voice_.debatt_s = debatt_of(voice_, b); // stays, for fogs that find no buffer
         }
+        record.filtered[0] = record.filtered[1] = 0;
         used_.push_front(
-            {fog_of(s_.host, voice_, s_.buffer, onset, s_.blocks - onset.block, slot.frames_per_ms),
-             slot});
+            {fog_of(s_.host, s_.layout, voice_, s_.buffer, onset, s_.blocks - onset.block, record),
+             record});
         ++done_.fogs;
     }
 
@@ -205,9 +227,9 @@ private:
             const long age = block - it->what.onset.block;
             const bool needs_buffer = s_.layout == 2 || s_.layout == 4 || s_.layout == 6;
             const bool cut = needs_buffer && !s_.buffer(block);
-            if (!cut) tolerance += add(it->what, block, age);
+            if (!cut) tolerance += add(*it, block, age);
             if (cut || age + 1 >= it->what.life(s_.host)) {
-                free_.push_front(it->slot);
+                free_.push_front(it->record);
                 it = used_.erase(it);
             } else {
                 ++it;
@@ -218,19 +240,24 @@ private:
 
     /// Adds a fog's block and returns by how much rounding may have moved it: 1e-12 of its peak for
     /// the products of one sample, and the drift.
-    double add(const fog &f, long block, long age)
+    double add(sounding &fog, long block, long age)
     {
+        const model::fog &f = fog.what;
         const source_block &read = f.reads[static_cast<std::size_t>(age)];
         ++done_.reads[static_cast<std::size_t>(read.kind)];
-        if (read.kind != reading::stale) scratch_ = read.values;
-        const std::vector<std::size_t> slot = slots(s_.layout);
+        std::copy(read.values.begin(), read.values.end(), scratch_.begin());
+        fog.record.filtered = read.filtered;
+        const std::size_t channels = channels_read(s_.layout, s_.buffer(block));
+        done_.of_several += channels > 1 && read.kind != reading::silent;
+        const std::vector<tap> tap_of = taps(s_.layout, channels);
         for (long i = 0; i < s_.host.vector; ++i) {
             const std::int64_t k = age * s_.host.vector + i - f.onset.index;
             if (k < 0 || k >= f.length()) continue;
             const auto at = static_cast<std::size_t>(i);
-            for (std::size_t o = 0; o < slot.size(); ++o)
+            for (std::size_t o = 0; o < tap_of.size(); ++o)
                 done_.outlets[o][static_cast<std::size_t>(block * s_.host.vector) + at] +=
-                    f.envelope[static_cast<std::size_t>(k)] * scratch_[at] * f.gains[slot[o]];
+                    f.envelope[static_cast<std::size_t>(k)] * scratch_[tap_of[o].channel][at] *
+                    f.gains[tap_of[o].slot];
         }
         return peak(f, scratch_) * (1e-12 + drift(f));
     }
@@ -238,9 +265,9 @@ private:
     const scene &s_;
     voice voice_;
     double phase_ = 0;
-    std::list<record> free_;
+    std::list<leftovers> free_;
     std::list<sounding> used_; // newest first
-    std::vector<double> scratch_;
+    scratch_blocks scratch_;
     performance done_;
 };
 
@@ -268,6 +295,11 @@ double lowpass_of_number(float v) { return std::clamp(std::exp2(10.0 * v) / 1024
 
 double lowpass_of_message(double exponent) { return static_cast<float>(std::pow(0.5, -exponent)); }
 
+double rest_of_message(double exponent)
+{
+    return static_cast<double>(1.0F - static_cast<float>(lowpass_of_message(exponent)));
+}
+
 start start_of_number(const stage &host, long block, float ms)
 {
     const std::int64_t index = whole(seconds(ms) * host.rate);
@@ -280,8 +312,8 @@ long fog::life(const stage &host) const
     return length() == 0 ? 1 : static_cast<long>((onset.index + length() + n - 1) / n);
 }
 
-fog fog_of(const stage &host, const voice &v, const source &buffer, const start &onset, long blocks,
-           double left_frames_per_ms)
+fog fog_of(const stage &host, int layout, const voice &v, const source &buffer, const start &onset,
+           long blocks, const leftovers &left)
 {
     const double sp = 1 / host.rate, x = sp - onset.late_s;
     const sample *s = buffer(onset.block);
@@ -309,8 +341,7 @@ fog fog_of(const stage &host, const voice &v, const source &buffer, const start 
         else if (k >= f.attack + f.sustain) shape = 0.5 * (1 + std::cos(pi * fading / v.atten_s));
         f.envelope.push_back(shape * std::exp(-pi * v.bandwidth_hz * t));
     }
-    f.reads = reads_of(host, v, buffer, onset, std::min(blocks, f.life(host)),
-                       s ? s->rate / 1000.0 : left_frames_per_ms);
+    f.reads = reads_of(host, layout, v, buffer, onset, std::min(blocks, f.life(host)), left);
     return f;
 }
 

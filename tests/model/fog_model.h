@@ -16,10 +16,13 @@ struct stage {
     long vector;
 };
 
-/// A one-channel buffer.
+/// A buffer: `channels` values a frame, one frame after another.
 struct sample {
     double rate;
-    std::vector<float> frames;
+    std::vector<float> values;
+    std::size_t channels = 1;
+
+    std::int64_t frames() const { return static_cast<std::int64_t>(values.size() / channels); }
 };
 
 /// The buffer that a name stands for in a block; null while there is none.
@@ -33,6 +36,7 @@ struct voice {
     double tex_s = 0, debatt_s = 0, atten_s = 0;
     bool debatt_all = false; // the attenuation ends where the sample ends
     double lowpass = 1;      // share of the new sample in the first output
+    double rest = 0;         // share of the former output there
     double closing_hz = 0;   // halvings of that share per second
     std::array<double, 10> gains{};
 };
@@ -54,6 +58,8 @@ double position_of_argument(const stage &, float ms);
 /// The lowpass of a number at its inlet (0 to 1) and of the message's exponent (at most 0).
 double lowpass_of_number(float v);
 double lowpass_of_message(double exponent);
+/// What the message leaves to the former output, in single precision.
+double rest_of_message(double exponent);
 /// The start that a number at the left inlet asks for.
 start start_of_number(const stage &, long block, float ms);
 
@@ -63,9 +69,19 @@ start start_of_number(const stage &, long block, float ms);
 /// before it read, in whatever instance, sounds in its place.
 enum class reading { silent, stale, forward, backward };
 
+constexpr std::size_t most_channels = 4;
+using per_channel = std::array<double, most_channels>;
+
 struct source_block {
     reading kind;
-    std::vector<double> values; // empty when stale
+    std::vector<std::vector<double>> values; // per channel that the layout reads; empty when stale
+    per_channel filtered;                    // last outputs of the lowpass
+};
+
+/// What a fog finds in its record of those before it.
+struct leftovers {
+    double frames_per_ms = 0; // its own buffer's, where one is there at the onset
+    per_channel filtered{};   // the third and fourth are never cleared
 };
 
 struct fog {
@@ -80,10 +96,9 @@ struct fog {
     long life(const stage &) const;
 };
 
-/// The fog of these parameters, worked out for at most `blocks` blocks. `left_frames_per_ms` is
-/// what the record's previous fog left, taken when no buffer is there at the onset.
-fog fog_of(const stage &, const voice &, const source &, const start &, long blocks,
-           double left_frames_per_ms = 0);
+/// The fog of these parameters in a layout, worked out for at most `blocks` blocks.
+fog fog_of(const stage &, int layout, const voice &, const source &, const start &, long blocks,
+           const leftovers &);
 
 /// The largest share of its peak by which a recurrence may stray from this fog's closed forms.
 ///  - Decay: the rounded factor and the rounded products, 2 * 1.1e-16 per sample.
@@ -111,6 +126,7 @@ struct performance {
     std::vector<std::vector<double>> outlets;
     std::vector<long> free;      // free fogs after each block
     std::array<long, 4> reads{}; // rendered blocks of each kind of reading
+    long of_several = 0;         // those of several channels that were not silent
     long fogs = 0, refused = 0;
     double tolerance = 0; // largest difference that recurrences explain
 };

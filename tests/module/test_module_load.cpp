@@ -150,7 +150,8 @@ TEST_F(module_load, an_instance_is_told_by_its_assistance_texts)
 
 // ---- Short of memory ----------------------------------------------------------------------------
 
-// A first creation asks for the table, the instance and a reference entry, in this order.
+// A first creation asks for the table, the random pool, the instance and a reference entry, in this
+// order.
 
 TEST_F(module_load, without_memory_for_the_table_at_load_the_instance_makes_it)
 {
@@ -159,9 +160,22 @@ TEST_F(module_load, without_memory_for_the_table_at_load_the_instance_makes_it)
     EXPECT_THAT(birth("1"), IsEmpty());
 }
 
+TEST_F(module_load, without_memory_for_the_random_pool_the_object_sounds_all_the_same)
+{
+    mono_buffer("sample1", 44100, [](long) { return 1; });
+    host::fail_allocation(2);
+    t_object *x = nullptr;
+    EXPECT_THAT(birth("1 sample1 5 0 1 0 1 0 500 0", &x), ElementsAre(StartsWith("k.vorb~ ")));
+    EXPECT_EQ(host::fail_allocation(0), 0); // it struck
+    host::start_audio();
+    host::send(x, 0, "bang");
+    host::run();
+    EXPECT_NEAR(host::output(x, 0)[63], 1, 1e-6);
+}
+
 TEST_F(module_load, without_memory_for_the_instance_there_is_none)
 {
-    host::fail_allocation(2);
+    host::fail_allocation(3);
     t_object *x = nullptr;
     EXPECT_THAT(birth("1", &x),
                 ElementsAre(StartsWith("k.vorb~ "), "vorb_new: object_alloc failed"));
@@ -173,7 +187,7 @@ TEST_F(module_load, without_memory_for_the_instance_there_is_none)
 TEST_F(module_load, without_memory_for_the_reference_entry_the_reference_is_used_all_the_same)
 {
     mono_buffer("sample1", 44100, [](long) { return 1; });
-    host::fail_allocation(3);
+    host::fail_allocation(4);
     t_object *x = nullptr;
     EXPECT_THAT(
         birth("1 sample1 5 0 1 0 1 0 500 0", &x),
@@ -186,9 +200,9 @@ TEST_F(module_load, without_memory_for_the_reference_entry_the_reference_is_used
 
 TEST_F(module_load, a_creation_needs_no_further_memory)
 {
-    host::fail_allocation(4);
+    host::fail_allocation(5);
     EXPECT_THAT(birth("10 sample1 100 1 2 3 4 5 6 7 0.8"), ElementsAre(StartsWith("k.vorb~ ")));
-    EXPECT_THAT(birth("10"), ElementsAre("vorb_new: object_alloc failed")); // that was the fourth
+    EXPECT_THAT(birth("10"), ElementsAre("vorb_new: object_alloc failed")); // that was the fifth
 }
 
 } // namespace

@@ -27,14 +27,25 @@ protected:
         std::cout << "seed " << seed() << '\n';
     }
 
-    static model::sample noise(dice &d, long frames, double rate)
+    static model::sample noise(dice &d, long frames, double rate, long channels = 1)
     {
-        model::sample s{rate, {}};
-        for (long i = 0; i < frames; ++i) s.frames.push_back(d.number(-1, 1));
+        model::sample s{rate, {}, static_cast<std::size_t>(channels)};
+        for (long i = 0; i < frames * channels; ++i) s.values.push_back(d.number(-1, 1));
         return s;
     }
 
-    static void put(const model::sample &s) { host::set_buffer("sample1", 1, s.rate, s.frames); }
+    /// A channel count: mostly one that the layout can read.
+    static long random_channels(dice &d, int layout)
+    {
+        if (d.chance(0.1)) return d.one_of<long>({1, 2, 3, 4, 5});
+        if (d.chance(0.4) || layout == 1 || layout == 10) return 1;
+        return layout == 6 ? 4 : 2;
+    }
+
+    static void put(const model::sample &s)
+    {
+        host::set_buffer("sample1", static_cast<long>(s.channels), s.rate, s.values);
+    }
 
     static model::stage random_stage(dice &d)
     {
@@ -99,10 +110,12 @@ protected:
             const float lowpass = d.number(0.3, 1);
             tell(8, "float", {lowpass});
             v.lowpass = model::lowpass_of_number(lowpass);
+            v.rest = 1 - v.lowpass;
         } else {
             const float exponent = d.number(-6, 0), closing = d.number(0, 40);
             tell(0, "lp", {exponent, closing});
             v.lowpass = model::lowpass_of_message(static_cast<double>(exponent));
+            v.rest = model::rest_of_message(static_cast<double>(exponent));
             v.closing_hz = static_cast<double>(closing);
         }
         std::vector<float> gains;
@@ -140,13 +153,14 @@ protected:
             }
         EXPECT_EQ(free, expected.free);
         for (std::size_t k = 0; k < reads.size(); ++k) reads[k] += expected.reads[k];
+        of_several += expected.of_several;
         heard += peak > 1e-3 ? 1 : 0;
         fogs += expected.fogs;
         refused += expected.refused;
     }
 
     std::array<long, 4> reads{}; // by model::reading, over all scenes
-    long heard = 0, fogs = 0, refused = 0;
+    long of_several = 0, heard = 0, fogs = 0, refused = 0;
 };
 
 std::string text(int set, const model::scene &s)
@@ -166,7 +180,8 @@ TEST_F(plain_model, single_fogs_agree_over_random_parameters)
         s.host = random_stage(d);
         s.layout = d.one_of<int>({1, 2, 4, 6, 10});
         const model::sample sound = noise(
-            d, d.index(30000) + 10, d.one_of<double>({450, 450, 8000, 44100, 48000, s.host.rate}));
+            d, d.index(30000) + 10, d.one_of<double>({450, 450, 8000, 44100, 48000, s.host.rate}),
+            random_channels(d, s.layout));
         s.buffer = [&](long) { return &sound; };
         t_object *x = instance(s);
         put(sound);
@@ -180,6 +195,7 @@ TEST_F(plain_model, single_fogs_agree_over_random_parameters)
         if (HasFatalFailure()) return;
     }
     EXPECT_GT(heard, 200);
+    EXPECT_GT(of_several, 1000);
     for (const long count : reads) EXPECT_GT(count, 5); // silent, stale, forward, backward
 }
 
@@ -193,7 +209,8 @@ TEST_F(plain_model, sung_fogs_agree_under_random_f0_and_offset_signals)
         s.maxfogs = d.one_of<long>({1, 2, 5, 20, 100});
         s.blocks = static_cast<long>(0.15 * s.host.rate / static_cast<double>(s.host.vector)) + 1;
         const auto frames = static_cast<std::size_t>(s.blocks * s.host.vector);
-        const model::sample sound = noise(d, 20000, d.one_of<double>({22050, 44100, 96000}));
+        const model::sample sound =
+            noise(d, 20000, d.one_of<double>({22050, 44100, 96000}), random_channels(d, s.layout));
         s.buffer = [&](long) { return &sound; };
         const double low = d.between(-600, 600), high = d.between(-600, 600);
         for (std::size_t i = 0; i < frames; ++i)
@@ -220,6 +237,7 @@ TEST_F(plain_model, sung_fogs_agree_under_random_f0_and_offset_signals)
         if (HasFatalFailure()) return;
     }
     EXPECT_GT(heard, 40);
+    EXPECT_GT(of_several, 1000);
     EXPECT_GT(fogs, 500);
     EXPECT_GT(refused, 100);
 }
@@ -233,8 +251,10 @@ TEST_F(plain_model, fogs_agree_while_their_buffer_comes_goes_and_changes)
         s.layout = d.one_of<int>({1, 2, 4, 6, 10});
         s.maxfogs = 6;
         s.blocks = 150;
-        const std::vector<model::sample> sounds = {noise(d, 9000, 44100), noise(d, 4000, 22050),
-                                                   noise(d, 2000, 44100)};
+        const auto channels = [&] { return random_channels(d, s.layout); };
+        const std::vector<model::sample> sounds = {noise(d, 9000, 44100, channels()),
+                                                   noise(d, 4000, 22050, channels()),
+                                                   noise(d, 2000, 44100, channels())};
         std::vector<const model::sample *> fate; // per block
         const model::sample *now = d.chance(0.5) ? &sounds[0] : nullptr;
         for (long block = 0; block < s.blocks; ++block) {
@@ -258,6 +278,7 @@ TEST_F(plain_model, fogs_agree_while_their_buffer_comes_goes_and_changes)
         if (HasFatalFailure()) return;
     }
     EXPECT_GT(heard, 30);
+    EXPECT_GT(of_several, 1000);
 }
 
 TEST_F(plain_model, creation_arguments_agree)
@@ -275,6 +296,7 @@ TEST_F(plain_model, creation_arguments_agree)
         const float offset = d.number(0, 50), lowpass = d.number(0.5, 1);
         s.parameters.position_ms = model::position_of_argument(s.host, offset);
         s.parameters.lowpass = model::lowpass_of_number(lowpass);
+        s.parameters.rest = 1 - s.parameters.lowpass;
         s.parameters.transposition = 0.75;
         s.parameters.bandwidth_hz = 40;
         s.parameters.gains.fill(0.5);

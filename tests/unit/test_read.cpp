@@ -1,4 +1,4 @@
-// The reader of one-channel samples: bit for bit as one written the slow way.
+// The readers of samples of 1, 2 and 4 channels: bit for bit as one written the slow way.
 #include "slow_reader.h"
 
 #include <map>
@@ -8,13 +8,14 @@ namespace {
 
 using whole_fog = reading;
 
-class random_heads : public reading {
+/// Heads in a sample of some channels.
+class random_heads : public reading, public ::testing::WithParamInterface<size_t> {
 protected:
     /// Some blocks of a head with random settings. `told` is the block size it was told.
     void travel(size_t n, double told)
     {
         vorb_fogread r = head(0, 0, told);
-        const double length = static_cast<double>(samples.size());
+        const double length = static_cast<double>(samples.size() / GetParam());
         const double speed = any({0.0, uniform(-1, 1), uniform(-8.5, 8.5), 1.0, 8.0, -8.0});
         r.frames_per_ms = any({44.1, 48.0, 1.0, 8.0, 192.0, uniform(0.01, 100)});
         r.prev_pos = any({uniform(-5, length + 5), std::floor(uniform(0, 40)), uniform(0, 2)});
@@ -24,25 +25,27 @@ protected:
         r.lp_am1 = any({r.lp_a - 1, static_cast<double>(static_cast<float>(r.lp_a - 1))});
         r.lp_k = any({1.0, uniform(0.99, 1), std::pow(0.5, 50 / 44100.0)});
         for (double &y : r.lp_y) y = uniform(-1, 1);
-        slow_reader slow{samples, r};
-        wave heard(n, unwritten_mark), expected(n, unwritten_mark);
+        slow_reader slow{samples, r, GetParam()};
+        waves heard(GetParam(), wave(n, unwritten_mark)), expected = heard;
         for (int block = 0; block < 3 && !HasFailure(); ++block) {
             SCOPED_TRACE(::testing::Message()
-                         << "n " << n << ", speed " << speed << ", " << samples.size()
-                         << " frames, from " << r.prev_pos << ", block " << block);
+                         << "n " << n << ", speed " << speed << ", " << length << " frames, from "
+                         << r.prev_pos << ", block " << block);
             ++seen[compare(r, slow, heard, expected)];
             r.pos_ms += r.pos_step_ms;
             slow.head.pos_ms = r.pos_ms;
         }
     }
 
+    void noise(long frames) { fill_with_noise(frames, 44100, static_cast<long>(GetParam())); }
+
     std::map<passage, int> seen;
 };
 
-TEST_F(random_heads, sound_bit_for_bit_as_the_slow_reader)
+TEST_P(random_heads, sound_bit_for_bit_as_the_slow_reader)
 {
     for (int trial = 0; trial < 3000 && !HasFailure(); ++trial) {
-        fill_with_noise(any({0L, 1L, 6L, 7L, 8L, 15L, 100L, 700L, 5000L, 20000L}));
+        noise(any({0L, 1L, 6L, 7L, 8L, 15L, 100L, 700L, 5000L, 20000L}));
         const size_t n = any<size_t>({1, 2, 3, 5, 16, 48, 64, 64, 65, 100, 128, 512, 1024, 4096});
         travel(n, static_cast<double>(n));
     }
@@ -51,14 +54,16 @@ TEST_F(random_heads, sound_bit_for_bit_as_the_slow_reader)
         EXPECT_GT(seen[way], 100) << "too few blocks of kind " << static_cast<int>(way);
 }
 
-TEST_F(random_heads, survive_blocks_of_another_size_than_they_were_told)
+TEST_P(random_heads, survive_blocks_of_another_size_than_they_were_told)
 {
     for (int trial = 0; trial < 1500 && !HasFailure(); ++trial) {
-        fill_with_noise(any({12L, 100L, 700L, 5000L}));
+        noise(any({12L, 100L, 700L, 5000L}));
         travel(any<size_t>({1, 16, 64, 1024, 4096}), any({1.0, 16.0, 64.0, 1024.0}));
     }
     EXPECT_GT(seen[passage::forward] + seen[passage::backward], 500);
 }
+
+INSTANTIATE_TEST_SUITE_P(channels, random_heads, ::testing::Values(1, 2, 4));
 
 /// Fogs as the object starts them, their first block's sweep included, in a block size.
 class whole_fogs : public reading, public ::testing::WithParamInterface<long> {};
