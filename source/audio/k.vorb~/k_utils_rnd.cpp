@@ -37,7 +37,7 @@ static std::uint64_t **k_rnd_new_slots(std::int32_t count)
 
 void k_rnd_init_pool() { k_the_rnd_pool = {step, k_rnd_new_slots(step)}; }
 
-/// The old array stays where it is: whoever walks it may finish.
+/// The old array is never released, deliberate.
 void k_rnd_grow_pool()
 {
     k_rnd_pool &pool = k_the_rnd_pool;
