@@ -35,7 +35,8 @@ extern double *const k_sin_pos_table, *const k_sqrt_pos_table; // k_pos_size
 /// Entry i is the square root of i / 1024.
 extern double k_sqrt_table[k_sqrt_size];
 
-/// k_sin_pan_table, k_sqrt_pan_table and k_sin_pos_table in one row.
+/// k_sin_pan_table, k_sqrt_pan_table and k_sin_pos_table in one row, since the ring of eight reads
+/// across their borders.
 extern double k_pan_span[2 * k_pan_size + k_pos_size];
 
 void k_init_pan_tables();
@@ -72,16 +73,18 @@ struct k_rnd_pool {
 
 extern k_rnd_pool k_the_rnd_pool;
 
-/// A linear congruential generator modulo 2^31, whose state is one word that its owner keeps.
 void k_rnd_init_pool();
 void k_rnd_grow_pool();
-std::uint64_t *k_rnd_register_state(std::uint64_t *state); // returns state
+/// Takes the highest free slot. Returns state.
+std::uint64_t *k_rnd_register_state(std::uint64_t *state);
 void k_rnd_deregister_state(std::uint64_t *state);
-void k_rnd_seed(std::uint64_t *state, std::uint64_t seed);
-/// Seeds the generators one by one with every n-th value of a master generator, first `seed`
-/// itself.
-void k_rnd_seed_all(std::uint64_t seed, std::int32_t n);
+
+/// A linear congruential generator modulo 2^31, whose state is one word that its owner keeps.
 std::int64_t k_rnd_next(std::uint64_t *state);
+void k_rnd_seed(std::uint64_t *state, std::uint64_t seed);
+/// Seeds the generators with every n-th value of a master generator, the lowest slot, which is the
+/// last registered, with `seed` itself.
+void k_rnd_seed_all(std::uint64_t seed, std::int32_t n);
 
 /// Truncates toward zero; what has no 64-bit integer (NaN, infinities, too large) gives 0.
 inline std::int64_t k_trunc(double v)

@@ -7,13 +7,14 @@
 void k_pan3d8(double *gains, double x, double y, double z, double d, double radius)
 {
     const double root3 = 1.7320507764816284; // in single precision, deliberate: renders rely on it
+    const double nearness = radius > d ? d / radius : 1;
     double p[3] = {x, y, z};
     for (double &c : p) {
         // Each axis by itself: a direction outside the cube is not drawn back along its ray.
         c *= root3;
         if (c > 1) c = 1;
         if (c < -1) c = -1;
-        if (radius > d) c *= d / radius;
+        c *= nearness;
     }
     static const signed char corners[8][3] = {{-1, 1, 1},  {1, 1, 1},  {1, -1, 1},  {-1, -1, 1},
                                               {-1, 1, -1}, {1, 1, -1}, {1, -1, -1}, {-1, -1, -1}};

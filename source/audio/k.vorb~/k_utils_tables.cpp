@@ -37,12 +37,10 @@ std::int32_t k_make_sampfilt_tab()
 static void k_fill_lobes(double *sine, double *root, int size, int start, int quarter)
 {
     for (int i = 0; i < size; ++i) {
-        const double u = double(i - start) / quarter;
+        const double u = double(i - start) / quarter; // exact
         const bool inside = u >= 0 && u < 2;
         sine[i] = inside ? std::sin(u * 1.5707963267948966) : 0;
-        root[i] = !inside ? 0
-                  : u < 1 ? std::sqrt(u)
-                          : std::sqrt(1 - double(i - start - quarter) / quarter);
+        root[i] = inside ? std::sqrt(u < 1 ? u : 2 - u) : 0;
     }
 }
 

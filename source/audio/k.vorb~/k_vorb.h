@@ -16,6 +16,7 @@ enum { vorb_slots = 10 };        // gain slots: outputs 1 to 8, aux 1, aux 2
 enum { vorb_max_sources = 4 };   // most source channels of one fog
 enum { vorb_pool_size = 100 };   // most fogs of one instance
 enum { vorb_signal_inlets = 9 }; // all inlets take signals; only the first two listen to them
+enum { amp_inlet = 4, debatt_inlet = 6 };
 
 /// What new fogs copy: the current parameters and everything derived from them.
 struct inputs {

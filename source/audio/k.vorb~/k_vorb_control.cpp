@@ -125,7 +125,7 @@ void vorb_debatt(vorb *x, t_symbol *, long argc, t_atom *argv)
 void vorb_amplist(vorb *x, t_symbol *, long argc, t_atom *argv)
 {
     inputs &in = x->inputs;
-    if (!vorb_at_inlet(x, 4)) return;
+    if (!vorb_at_inlet(x, amp_inlet)) return;
     for (int k = 0; k < std::min<int>(vorb_count(argc), vorb_slots); ++k)
         in.amps[k] =
             double(vorb_read_checked(x, {"amplitude (list)", -k_open, k_open, 1}, &argv[k])) *

@@ -55,7 +55,8 @@ void vorb_initialize(vorb *x, long argc, t_atom *argv)
     for (int inlet = 1; inlet < vorb_signal_inlets; ++inlet) {
         const int k = inlet + 2; // its argument: after layout, table and maxfogs
         const bool given = argc > k;
-        if (inlet == 6 && (!given || (argv[k].a_type == A_SYM && argv[k].a_w.w_sym == ps_all))) {
+        if (inlet == debatt_inlet &&
+            (!given || (argv[k].a_type == A_SYM && argv[k].a_w.w_sym == ps_all))) {
             vorb_follow_sample(&x->inputs);
             continue;
         }

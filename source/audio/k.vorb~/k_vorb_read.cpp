@@ -31,7 +31,7 @@ struct vorb_plan {
 static const vorb_plan vorb_silence = {vorb_verdict::silent, 0, 0, 0, 0};
 
 /// The stereo reader says so while it holds the samples, the quadro reader after, the mono reader
-/// never: deliberate. The text names the mono reader in all.
+/// never: deliberate. The text names the mono reader in both.
 static void vorb_post_count(const vorb_plan &plan)
 {
     object_post(nullptr, "%s: vorb_read: n2 (%d) out of range", s_vorb_name, int(plan.count));
@@ -119,7 +119,8 @@ static vorb_plan vorb_try_block(vorb_fogread *reader, const std::array<double *,
     reader->prev_pos = to; // also where the block turns out silent
     if (!lock.samples || !has_channels(b)) return vorb_silence; // they may have changed meanwhile
     const vorb_plan plan = vorb_plan_block(*reader, from, to, buffer_getframecount(b));
-    if (channels == 2 && plan.verdict == vorb_verdict::unwritten) vorb_post_count(plan);
+    if constexpr (channels == 2)
+        if (plan.verdict == vorb_verdict::unwritten) vorb_post_count(plan);
     if (plan.verdict != vorb_verdict::read) return plan;
     float copy[channels][max_count + 1];
     vorb_copy_source(lock.samples, plan, copy);
@@ -132,7 +133,8 @@ static void vorb_read_block(vorb_fogread *reader, const std::array<double *, cha
                             std::int64_t n)
 {
     const vorb_plan plan = vorb_try_block(reader, out, n);
-    if (channels == 4 && plan.verdict == vorb_verdict::unwritten) vorb_post_count(plan);
+    if constexpr (channels == 4)
+        if (plan.verdict == vorb_verdict::unwritten) vorb_post_count(plan);
     if (plan.verdict == vorb_verdict::silent)
         for (double *silent : out) vorb_clear(silent, n);
 }

@@ -4,8 +4,6 @@
 
 #include <cmath>
 
-enum { amp_inlet = 4, debatt_inlet = 6 };
-
 // ---- Pan laws: an amplitude times the master gain, and one or two positions ---------------------
 
 struct vorb_pan_law {
@@ -16,14 +14,14 @@ struct vorb_pan_law {
     void (*law)(double *slots, double amp, const float *p);
 };
 
-/// The lobe of a loudspeaker that faces 180 degrees; angles wrap.
+/// The lobe of a loudspeaker that faces 180 degrees, at 256 entries per 90 degrees; angles wrap.
 static double vorb_lobe(double degrees)
 {
     return k_sin_pan_table[k_trunc(degrees * 2.8444444444444446) & (k_pan_size - 1)];
 }
 
 /// Left to right, and mirrored behind: speakers 3 and 4 follow 2 and 1 around the room.
-static void vorb_pan_law_pan(double *slots, double amp, const float *p)
+static void vorb_place_pan(double *slots, double amp, const float *p)
 {
     const float h = 45 * p[0];
     slots[0] = slots[3] = vorb_lobe(double(225 + h)) * amp;
@@ -31,7 +29,7 @@ static void vorb_pan_law_pan(double *slots, double amp, const float *p)
 }
 
 /// Four loudspeakers at -45, 45, 135 and 225 degrees.
-static void vorb_pan_law_angle(double *slots, double amp, const float *p)
+static void vorb_place_angle(double *slots, double amp, const float *p)
 {
     const double a = double(p[0]);
     const double facing[] = {225 + a, 135 + a, 45 + a, a - 45};
@@ -40,7 +38,7 @@ static void vorb_pan_law_angle(double *slots, double amp, const float *p)
 
 /// A ring of eight, position k on output k. Its span of table begins with the two small tables, so
 /// that a sound passing there is heard from other outputs too: deliberate.
-static void vorb_pan_law_pan8(double *slots, double amp, const float *p)
+static void vorb_place_pan8(double *slots, double amp, const float *p)
 {
     const float q = float(double(p[0]) - 0.5);
     for (int j = 0; j < 8; ++j) {
@@ -50,7 +48,7 @@ static void vorb_pan_law_pan8(double *slots, double amp, const float *p)
 }
 
 /// First-order B-format: W, X, Y, Z.
-static void vorb_pan_law_panb(double *slots, double amp, const float *p)
+static void vorb_place_panb(double *slots, double amp, const float *p)
 {
     const double degree = 0.017453; // short, deliberate
     const double az = double(float(double(p[0]) * degree)),
@@ -80,7 +78,7 @@ void vorb_pan(vorb *x, t_symbol *, long argc, t_atom *argv)
                                      {"amplitude (message pan)", 0, k_open, 1},
                                      1,
                                      {{"pan (message pan)", -1, 1, 0}},
-                                     vorb_pan_law_pan};
+                                     vorb_place_pan};
     vorb_apply_law(x, law, argc, argv);
 }
 
@@ -90,7 +88,7 @@ void vorb_pan8(vorb *x, t_symbol *, long argc, t_atom *argv)
                                      {"amplitude (message pan8)", 0, k_open, 1},
                                      1,
                                      {{"pan (message pan8)", -k_open, k_open, 0}},
-                                     vorb_pan_law_pan8};
+                                     vorb_place_pan8};
     vorb_apply_law(x, law, argc, argv);
 }
 
@@ -101,7 +99,7 @@ void vorb_panb(vorb *x, t_symbol *, long argc, t_atom *argv)
                                      2,
                                      {{"azimuth (message panb)", -k_open, k_open, 0},
                                       {"elevation (message panb)", -k_open, k_open, 0}},
-                                     vorb_pan_law_panb};
+                                     vorb_place_panb};
     vorb_apply_law(x, law, argc, argv);
 }
 
@@ -111,7 +109,7 @@ void vorb_angle(vorb *x, t_symbol *, long argc, t_atom *argv)
                                      {"amplitude (message angle)", 0, k_open, 1},
                                      1,
                                      {{"angle (message angle)", -k_open, k_open, 0}},
-                                     vorb_pan_law_angle};
+                                     vorb_place_angle};
     vorb_apply_law(x, law, argc, argv);
 }
 
@@ -119,13 +117,14 @@ void vorb_angle(vorb *x, t_symbol *, long argc, t_atom *argv)
 
 struct vorb_cube_law {
     const char *message;
-    int least, bounded; // arguments, and how many of them have bounds of their own
+    int least;   // arguments
+    int bounded; // how many of them, from the first, have bounds of their own
     vorb_range range[4];
     const char *complaint;
     void (*law)(double *slots, const double *p);
 };
 
-static const double cube_radius = 2.5999999046325684;
+static const double cube_radius = 2.5999999046325684; // the float of 2.6
 
 static void vorb_apply_cube(vorb *x, const vorb_cube_law &c, long argc, t_atom *argv)
 {
