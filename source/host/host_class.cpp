@@ -71,7 +71,6 @@ t_class *class_new(C74_CONST char *name, method mnew, method mfree, long size, m
     c->make = mnew;
     c->free = mfree;
     c->size = static_cast<size_t>(size);
-    c->type = type;
     if (type != A_GIMME)
         host::fault("class_new: this host makes constructors of type A_GIMME only");
     if (c->size < sizeof(t_object)) host::fault("class_new: size is below that of the header");

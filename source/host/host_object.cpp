@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
-static t_ptr_int magic = 1758379419; // every object of the host carries it
+static constexpr t_ptr_int magic = 1758379419; // every object of the host carries it
 
 namespace host {
 

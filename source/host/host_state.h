@@ -31,7 +31,6 @@ struct t_class {
     std::string name;
     method make, free;
     size_t size;
-    int type; // of the constructor's arguments
     std::map<std::string, host::binding, std::less<>> methods;
     bool signal = false;
     bool registered = false;
