@@ -243,34 +243,20 @@ bool vorb_accepts(vorb *x, const char *message, long argc, int least, int also =
 void vorb_assign(vorb *x, const vorb_param &p, float value);
 void vorb_scalar(vorb *x, const vorb_param &p, long argc, t_atom *argv);
 
+/// What answers a message with any number of arguments.
+using vorb_handler = void(vorb *x, t_symbol *s, long argc, t_atom *argv);
+
 // k_vorb_control: numbers, bangs and parameter messages
 void vorb_float(vorb *x, double value);
 void vorb_int(vorb *x, t_atom_long n);
 void vorb_bang(vorb *x);
-void vorb_offset(vorb *x, t_symbol *s, long argc, t_atom *argv);
-void vorb_transp(vorb *x, t_symbol *s, long argc, t_atom *argv);
-void vorb_bw(vorb *x, t_symbol *s, long argc, t_atom *argv);
-void vorb_amp(vorb *x, t_symbol *s, long argc, t_atom *argv);
-void vorb_amplist(vorb *x, t_symbol *s, long argc, t_atom *argv);
-void vorb_tex(vorb *x, t_symbol *s, long argc, t_atom *argv);
-void vorb_debatt(vorb *x, t_symbol *s, long argc, t_atom *argv);
-void vorb_atten(vorb *x, t_symbol *s, long argc, t_atom *argv);
-void vorb_lp(vorb *x, t_symbol *s, long argc, t_atom *argv);
-void vorb_env(vorb *x, t_symbol *s, long argc, t_atom *argv);
-void vorb_autoenv(vorb *x, t_symbol *s, long argc, t_atom *argv);
-void vorb_f0phase(vorb *x, t_symbol *s, long argc, t_atom *argv);
+vorb_handler vorb_offset, vorb_transp, vorb_bw, vorb_amp, vorb_amplist, vorb_tex, vorb_debatt,
+    vorb_atten, vorb_lp, vorb_env, vorb_autoenv, vorb_f0phase;
 void vorb_test(vorb *x, t_atom_long n);
 void vorb_print_inputs(inputs *in);
 
 // k_vorb_space: where the fogs to come stand, and `all`
-void vorb_gain(vorb *x, t_symbol *s, long argc, t_atom *argv);
-void vorb_pan(vorb *x, t_symbol *s, long argc, t_atom *argv);
-void vorb_pan8(vorb *x, t_symbol *s, long argc, t_atom *argv);
-void vorb_panb(vorb *x, t_symbol *s, long argc, t_atom *argv);
-void vorb_angle(vorb *x, t_symbol *s, long argc, t_atom *argv);
-void vorb_direction(vorb *x, t_symbol *s, long argc, t_atom *argv);
-void vorb_polar(vorb *x, t_symbol *s, long argc, t_atom *argv);
-void vorb_aux1(vorb *x, t_symbol *s, long argc, t_atom *argv);
-void vorb_aux2(vorb *x, t_symbol *s, long argc, t_atom *argv);
+vorb_handler vorb_gain, vorb_pan, vorb_pan8, vorb_panb, vorb_angle, vorb_direction, vorb_polar,
+    vorb_aux1, vorb_aux2;
 void vorb_all(vorb *x);
 void vorb_follow_sample(inputs *in); // what `all` does, at whatever inlet

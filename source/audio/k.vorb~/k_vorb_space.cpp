@@ -7,11 +7,10 @@
 // ---- Pan laws: an amplitude times the master gain, and one or two positions ---------------------
 
 struct vorb_pan_law {
-    const char *message;
-    vorb_range amplitude;
+    const char *message, *amplitude_label;
+    void (*law)(double *slots, double amp, const float *p);
     int positions;
     vorb_range position[2];
-    void (*law)(double *slots, double amp, const float *p);
 };
 
 /// The lobe of a loudspeaker that faces 180 degrees, at 256 entries per 90 degrees; angles wrap.
@@ -65,52 +64,44 @@ static void vorb_apply_law(vorb *x, const vorb_pan_law &p, long argc, t_atom *ar
     if (!vorb_accepts(x, p.message, argc, 1 + p.positions, amp_inlet)) return;
     // The product with the gain is checked, and its fallback is not multiplied: deliberate.
     const float product = float(double(vorb_get_value(x, argv)) * in.gain);
-    const float amp = vorb_checked(x, p.amplitude, product);
+    const float amp = vorb_checked(x, {p.amplitude_label, 0, k_open, 1}, product);
     float at[2];
     for (int k = 0; k < p.positions; ++k) at[k] = vorb_read_checked(x, p.position[k], &argv[1 + k]);
     p.law(in.amps, double(amp), at);
     in.changed = 1;
 }
 
+// clang-format off
+static const vorb_pan_law
+    p_pan = {"pan", "amplitude (message pan)", vorb_place_pan, 1,
+             {{"pan (message pan)", -1, 1, 0}}},
+    p_pan8 = {"pan8", "amplitude (message pan8)", vorb_place_pan8, 1,
+              {{"pan (message pan8)", -k_open, k_open, 0}}},
+    p_panb = {"panb", "amplitude (message panb)", vorb_place_panb, 2,
+              {{"azimuth (message panb)", -k_open, k_open, 0},
+               {"elevation (message panb)", -k_open, k_open, 0}}},
+    p_angle = {"angle", "amplitude (message angle)", vorb_place_angle, 1,
+               {{"angle (message angle)", -k_open, k_open, 0}}};
+// clang-format on
+
 void vorb_pan(vorb *x, t_symbol *, long argc, t_atom *argv)
 {
-    static const vorb_pan_law law = {"pan",
-                                     {"amplitude (message pan)", 0, k_open, 1},
-                                     1,
-                                     {{"pan (message pan)", -1, 1, 0}},
-                                     vorb_place_pan};
-    vorb_apply_law(x, law, argc, argv);
+    vorb_apply_law(x, p_pan, argc, argv);
 }
 
 void vorb_pan8(vorb *x, t_symbol *, long argc, t_atom *argv)
 {
-    static const vorb_pan_law law = {"pan8",
-                                     {"amplitude (message pan8)", 0, k_open, 1},
-                                     1,
-                                     {{"pan (message pan8)", -k_open, k_open, 0}},
-                                     vorb_place_pan8};
-    vorb_apply_law(x, law, argc, argv);
+    vorb_apply_law(x, p_pan8, argc, argv);
 }
 
 void vorb_panb(vorb *x, t_symbol *, long argc, t_atom *argv)
 {
-    static const vorb_pan_law law = {"panb",
-                                     {"amplitude (message panb)", 0, k_open, 1},
-                                     2,
-                                     {{"azimuth (message panb)", -k_open, k_open, 0},
-                                      {"elevation (message panb)", -k_open, k_open, 0}},
-                                     vorb_place_panb};
-    vorb_apply_law(x, law, argc, argv);
+    vorb_apply_law(x, p_panb, argc, argv);
 }
 
 void vorb_angle(vorb *x, t_symbol *, long argc, t_atom *argv)
 {
-    static const vorb_pan_law law = {"angle",
-                                     {"amplitude (message angle)", 0, k_open, 1},
-                                     1,
-                                     {{"angle (message angle)", -k_open, k_open, 0}},
-                                     vorb_place_angle};
-    vorb_apply_law(x, law, argc, argv);
+    vorb_apply_law(x, p_angle, argc, argv);
 }
 
 // ---- The cube -----------------------------------------------------------------------------------
@@ -191,23 +182,20 @@ void vorb_gain(vorb *x, t_symbol *, long argc, t_atom *argv)
     in.gain = gain;
 }
 
-void vorb_aux1(vorb *x, t_symbol *, long argc, t_atom *argv)
+template <int slot>
+static void vorb_store_aux(inputs &in, float v)
 {
-    static const vorb_param p = {"aux1",
-                                 {"aux1", -k_open, k_open, 1},
-                                 [](inputs &in, float v) { in.amps[8] = double(v) * in.gain; },
-                                 amp_inlet};
-    vorb_scalar(x, p, argc, argv);
+    in.amps[slot] = double(v) * in.gain;
 }
 
-void vorb_aux2(vorb *x, t_symbol *, long argc, t_atom *argv)
-{
-    static const vorb_param p = {"aux2",
-                                 {"aux2", -k_open, k_open, 1},
-                                 [](inputs &in, float v) { in.amps[9] = double(v) * in.gain; },
-                                 amp_inlet};
-    vorb_scalar(x, p, argc, argv);
-}
+static const vorb_param p_aux1 = {
+    "aux1", {"aux1", -k_open, k_open, 1}, vorb_store_aux<8>, amp_inlet};
+static const vorb_param p_aux2 = {
+    "aux2", {"aux2", -k_open, k_open, 1}, vorb_store_aux<9>, amp_inlet};
+
+void vorb_aux1(vorb *x, t_symbol *, long argc, t_atom *argv) { vorb_scalar(x, p_aux1, argc, argv); }
+
+void vorb_aux2(vorb *x, t_symbol *, long argc, t_atom *argv) { vorb_scalar(x, p_aux2, argc, argv); }
 
 void vorb_follow_sample(inputs *in)
 {
