@@ -8,6 +8,7 @@ namespace {
 
 using ::testing::Each;
 using ::testing::ElementsAreArray;
+using ::testing::HasSubstr;
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr double not_a_number = std::numeric_limits<double>::quiet_NaN();
@@ -156,6 +157,12 @@ TEST_F(arguments, the_number_of_fogs_is_truncated_and_bounded)
     }
     EXPECT_EQ(create("1 sample1 250")->pool.maxfogs, 100);
     EXPECT_THAT(born, ElementsAre("!k.vorb~: maxfogs out of range (250), set to 100"));
+    EXPECT_EQ(create("1 sample1 99.9999999")->pool.maxfogs, 100); // a single-precision 100
+    EXPECT_THAT(born, IsEmpty());
+    create("1 sample1 16777217");
+    EXPECT_THAT(born, ElementsAre("!k.vorb~: maxfogs out of range (16777216), set to 100"));
+    create("1 sample1 1e10");
+    EXPECT_THAT(born, ElementsAre("!k.vorb~: maxfogs out of range (10000000000), set to 100"));
     EXPECT_EQ(create("1 sample1 many")->pool.maxfogs, 1);
     EXPECT_THAT(born, ElementsAre(no_number));
 }
@@ -188,6 +195,38 @@ TEST_F(arguments, what_is_no_number_counts_as_zero_at_every_inlet)
     EXPECT_EQ(in.trans, 0); // the value 0, not the default
     EXPECT_THAT(in.amps, Each(0.0));
     EXPECT_EQ(in.lp1, 1.0 / 1024);
+}
+
+TEST_F(arguments, those_beyond_the_eleventh_are_ignored)
+{
+    const inputs &in = create("1 sample1 5 0 1 0 1 0 all 0 0.5 99 foo")->inputs;
+    EXPECT_THAT(born, IsEmpty());
+    EXPECT_EQ(in.lp1, 1.0 / 32);
+}
+
+TEST_F(arguments, infinities_are_out_of_range_and_what_is_no_number_at_all_stays)
+{
+    vorb *x = create();
+    for (int k = 3; k <= 10; ++k) {
+        SCOPED_TRACE(k);
+        for (const double wild : {infinity, -infinity, not_a_number}) {
+            host::atoms given = host::parse("1 sample1 5 0 1 0 1 0 0 0 1");
+            given[size_t(k)] = host::atom(wild);
+            initialize(x, given);
+            const std::vector<std::string> rows = console();
+            ASSERT_EQ(rows.size(), std::isnan(wild) ? 0u : 1u);
+            for (const std::string &row : rows) EXPECT_THAT(row, HasSubstr("out of range"));
+        }
+    }
+}
+
+TEST_F(arguments, only_a_symbol_is_all)
+{
+    vorb *x = create();
+    host::atoms given = host::parse("1 sample1 5 0 1 0 1 0 0");
+    given[8].a_w.w_long = t_atom_long(reinterpret_cast<std::intptr_t>(gensym("all")));
+    initialize(x, given); // a number with the bits of that symbol
+    EXPECT_EQ(x->inputs.debatt_all, 0);
 }
 
 TEST_F(arguments, values_out_of_range_are_reported_in_order_and_replaced)

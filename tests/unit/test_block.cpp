@@ -92,6 +92,7 @@ TEST_F(one_block, without_a_cord_at_the_left_inlet_the_phasor_stands)
     host::connect(object(x), 0);
     host::run();
     EXPECT_EQ(x->inputs.phase, 128 * 441 - 44100);
+    ASSERT_NE(x->pool.used, nullptr);
     EXPECT_EQ(x->pool.used->delay, 0); // done within its block
 }
 
@@ -156,8 +157,11 @@ TEST_F(one_block, one_test_message_tells_of_one_block)
     host::run();
     EXPECT_THAT(console(), ElementsAre("ctl->inputs.sig_f0=0", "ctl->inputs.sig_offset=0"));
     EXPECT_EQ(x->debug, 0);
-    feed(x, 0, 441);
     feed(x, 1, 12.5);
+    send(x, 0, "test 1");
+    host::run();
+    EXPECT_THAT(console(), ElementsAre("ctl->inputs.sig_f0=0", "ctl->inputs.sig_offset=1"));
+    feed(x, 0, 441);
     send(x, 0, "test -5");
     host::run();
     EXPECT_THAT(

@@ -137,6 +137,27 @@ TEST_F(fog, another_sample_rate_alone_leaves_the_derived_values_as_they_were)
     EXPECT_DOUBLE_EQ(renewed.tex_cos2, 2 * std::cos(pi / 0.01 / 96000));
 }
 
+TEST_F(fog, after_a_change_of_rate_a_fog_starts_one_old_step_before_its_first_sample)
+{
+    mono_buffer(
+        "sample1", 48000, [](long) { return 0; }, 48000);
+    vorb *x = create("1 sample1 5 0 1 1000 1 10 all 20");
+    host::start_audio();
+    start(x, 0);
+    host::set_audio(96000, 64);
+    host::start_audio();
+    const vorb_fog &f = start(x, 0);
+    EXPECT_EQ(x->inputs.changed, 0); // the length that `all` takes from the sample is no input
+    const double old = 1 / 44100.0, sp = 1 / 96000.0, tex = double(10.f) * 0.001,
+                 atten = double(20.f) * 0.001;
+    EXPECT_NEAR(f.amp, std::exp(-pi * 1000 * (sp - old)), 1e-12);
+    EXPECT_NEAR(f.tex_y1, -0.5 * std::cos(pi * (sp - old) / tex), 1e-12);
+    EXPECT_NEAR(f.tex_y2, -0.5 * std::cos(pi * (sp - 2 * old) / tex), 1e-12);
+    const double tau = double(f.tex_count + f.sustain + 1) * sp - (1 - atten);
+    EXPECT_NEAR(f.atten_y1, 0.5 * std::cos(pi * (tau - old) / atten), 1e-9);
+    EXPECT_NEAR(f.atten_y2, 0.5 * std::cos(pi * (tau - 2 * old) / atten), 1e-9);
+}
+
 // ---- Counts and oscillators ---------------------------------------------------------------------
 
 /// At 32768 Hz all times below are exact; they are given in samples.
@@ -197,6 +218,83 @@ TEST_F(fog, counts_of_whole_and_broken_times)
         EXPECT_EQ(f.tex_count, c.tex_count);
         EXPECT_EQ(f.sustain, c.sustain);
         EXPECT_EQ(f.atten_count, c.atten_count);
+    }
+}
+
+TEST_F(fog, one_period_is_neither_an_attack_nor_an_attenuation)
+{
+    inputs in = fresh_inputs(32768);
+    in.tex = in.atten = in.sp;
+    const vorb_fog f = onset(in, 0.5 * in.sp);
+    EXPECT_EQ(f.tex_count, 0);
+    EXPECT_EQ(f.atten_count, 0);
+}
+
+TEST_F(fog, half_a_period_has_a_step_all_the_same)
+{
+    inputs in = fresh_inputs(32768);
+    in.tex = in.atten = 0.5 * in.sp;
+    vorb_update(&in);
+    EXPECT_DOUBLE_EQ(in.tex_step, 2 * pi);
+    EXPECT_DOUBLE_EQ(in.atten_step, 2 * pi);
+}
+
+TEST_F(fog, a_debatt_inside_the_attack_postpones_the_attenuation_whole)
+{
+    inputs in = fresh_inputs(32768);
+    in.tex = 20 * in.sp;
+    in.debatt = 10 * in.sp;
+    in.atten = 8 * in.sp;
+    const vorb_fog inside = onset(in, in.sp);
+    in.debatt = 40 * in.sp;
+    const vorb_fog behind = onset(in, in.sp);
+    EXPECT_EQ(inside.sustain, 0);
+    EXPECT_EQ(behind.sustain, 20);
+    EXPECT_EQ(inside.atten_count, behind.atten_count);
+    EXPECT_EQ(inside.atten_y1, behind.atten_y1); // both start on a sample
+}
+
+TEST_F(fog, a_record_dropped_while_it_sounded_keeps_no_attack_or_attenuation_of_its_last_fog)
+{
+    vorb *x = create("1 sample1 1 0 1 0 1 10 20 30");
+    start(x, 0);
+    send(x, 0, "reset, tex 0, atten 0, debatt 1");
+    const vorb_fog &f = start(x, 0);
+    EXPECT_EQ(f.tex_count, 0);
+    EXPECT_EQ(f.sustain, 44);
+    EXPECT_EQ(f.atten_count, 0);
+}
+
+/// The rounding of each step is part of the sound: rendered again elsewhere, it must be the same.
+TEST_F(fog, a_fog_is_computed_in_one_order_of_operations)
+{
+    for (int round = 0; round < 200; ++round) {
+        SCOPED_TRACE(round);
+        inputs in = fresh_inputs(random(8000, 96000));
+        const double x = random(0, 1) * in.sp, sr = in.sr, sp = in.sp;
+        const auto index = std::int64_t(random(0, 64));
+        in.bw = random(0, 2000);
+        in.tex = random(1.1 * sp, 0.02);
+        in.debatt = random(0.02, 0.04);
+        in.atten = random(1.1 * sp, 0.02);
+        in.offset = random(0, 1000);
+        in.trans = random(0, 4);
+        in.lp2 = random(0, 1000);
+        const vorb_fog f = onset(in, x, index);
+
+        const double bw_pi = in.bw * pi, tex_w = pi / in.tex, atten_w = pi / in.atten;
+        EXPECT_EQ(f.amp, std::exp(-bw_pi * x) * std::exp(bw_pi * sp));
+        EXPECT_EQ(in.bw_decay, std::exp(-bw_pi * sp));
+        EXPECT_EQ(in.tex_cos2, 2.0 * std::cos(tex_w * sp));
+        EXPECT_EQ(in.atten_cos2, 2.0 * std::cos(atten_w * sp));
+        EXPECT_EQ(f.tex_y1, 0.5 * std::cos(pi - tex_w * sp + tex_w * x));
+        EXPECT_EQ(f.tex_y2, 0.5 * std::cos(pi - 2 * (tex_w * sp) + tex_w * x));
+        const double d = in.debatt - x, tau = std::trunc(d * sr + 1.0) * sp - d;
+        EXPECT_EQ(f.atten_y1, 0.5 * std::cos(-(atten_w * sp) + atten_w * tau));
+        EXPECT_EQ(f.atten_y2, 0.5 * std::cos(-2 * (atten_w * sp) + atten_w * tau));
+        EXPECT_EQ(f.reader.pos_ms, in.offset - (double(index) * sp + (sp - x)) * in.trans * 1000.0);
+        EXPECT_EQ(f.reader.pos_step_ms, in.trans * in.vs_ms);
+        EXPECT_EQ(f.reader.lp_k, std::pow(0.5, sp * in.lp2));
     }
 }
 
@@ -269,6 +367,15 @@ TEST_F(fog, all_lets_the_attenuation_end_with_the_sample)
     send(x, 0, "transp 1, debatt 50");
     start(x, 0);
     EXPECT_DOUBLE_EQ(x->inputs.debatt, 0.05);
+}
+
+TEST_F(fog, all_counts_every_frame_of_a_long_sample)
+{
+    mono_buffer(
+        "sample1", 16777217, [](long) { return 0; }, 32768); // a count that no float holds
+    vorb *x = create("1 sample1 5 0 1 0 1 0 all 0");
+    start(x, 0);
+    EXPECT_EQ(x->inputs.debatt, 16777217 / 32768.0);
 }
 
 TEST_F(fog, all_keeps_its_last_length_while_there_is_no_buffer)

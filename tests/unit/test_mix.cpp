@@ -254,6 +254,18 @@ TEST_F(mix, a_fog_sounds_on_while_any_count_is_left)
     }
 }
 
+TEST_F(mix, an_attack_of_fewer_than_no_samples_is_none)
+{
+    envelope e = plain;
+    e.attack = -5;
+    e.sustain = 10;
+    vorb_fog fog = make(e);
+    outlets out = silence(1, 64);
+    EXPECT_EQ(render(fog, out, 0, 64), 0);
+    EXPECT_EQ(fog.tex_count, -5);
+    for (size_t i = 0; i < 64; ++i) EXPECT_EQ(out[0][i], i < 10 ? 1 : 0) << i;
+}
+
 // ---- Delay --------------------------------------------------------------------------------------
 
 TEST_F(mix, a_delayed_fog_begins_inside_the_block)

@@ -29,6 +29,18 @@ TEST_F(leftovers, an_unwritten_block_sounds_what_each_scratch_held_and_is_posted
     }
 }
 
+TEST_F(leftovers, every_fog_posts_its_own_unwritten_block)
+{
+    host::set_audio(44100, 256);
+    fill_channels(2, 9000, [](long, long) { return 0; });
+    vorb *fogs = create("2 sample1 8 0 1 0 1 0 60000 0");
+    host::start_audio();
+    send(fogs, 0, "bang, bang");
+    console();
+    heard(fogs);
+    EXPECT_EQ(console().size(), 2u);
+}
+
 /// A fog over a sample of four channels that has ended, in one way or another, then one of the same
 /// record over silence: its first sample.
 class used_record : public leftovers, public ::testing::WithParamInterface<const char *> {

@@ -356,15 +356,64 @@ TEST_F(phasor, without_autoenv_or_a_wrap_the_times_stay)
     EXPECT_EQ(in->debatt, 250 * 0.001);
 }
 
+TEST_F(phasor, a_full_phase_waits_for_a_frequency)
+{
+    for (const double phase : {rate, 3 * rate}) {
+        in->phase = phase;
+        for (const double f : {0.0, -0.0}) {
+            EXPECT_THAT(run(f, 64), IsEmpty());
+            EXPECT_EQ(in->phase, phase);
+        }
+    }
+}
+
+TEST_F(phasor, an_offset_from_the_signal_does_not_make_the_derived_values_stale)
+{
+    send(x, 0, "bang"); // clears the flag
+    in->sig_offset = 1;
+    in->amps[0] = 0.5; // a gain without the flag
+    in->phase = rate - 441;
+    run(signal(64, 441), signal(64, 25));
+    EXPECT_EQ(in->offset, 25);
+    EXPECT_EQ(in->fog_amps[0], 1);
+}
+
+TEST_F(phasor, wraps_that_start_no_fog_do_everything_else)
+{
+    send(x, 0, "maxfogs 1");
+    in->sig_offset = 1;
+    in->autoenv = 2;
+    signal f0(64, 4410), offset; // wraps at 9, 19, ... 59
+    f0[59] = 8820;
+    for (int i = 0; i < 64; ++i) offset.push_back(100 + i);
+    in->phase = 0;
+    vorb_run_phasor(x, f0.data(), offset.data(), 64);
+    EXPECT_EQ(x->pool.nfree, 0);
+    EXPECT_EQ(in->offset, 159.5);
+    EXPECT_EQ(in->tex, 2.0 / 8820);
+    EXPECT_EQ(in->phase, 5 * 4410);
+    EXPECT_THAT(console(), ElementsAre("!k.vorb~: out of fogs (1)"));
+    EXPECT_EQ(vorb_error_count, 4);
+}
+
+TEST_F(phasor, autoenv_that_is_no_number_counts_as_set)
+{
+    send(x, 0, "autoenv", {host::atom(not_a_number)});
+    in->phase = rate - 100;
+    EXPECT_EQ(run(100, 10).size(), 1u);
+    for (const double time : {in->tex, in->debatt, in->atten}) EXPECT_TRUE(std::isnan(time));
+}
+
 // ---- Debug --------------------------------------------------------------------------------------
 
 TEST_F(phasor, tells_how_it_was_entered_while_debugging)
 {
-    const signal f0{441.5, 2}, offset{-3.25, 9};
+    const signal f0{-441.5, 2}, offset{-3.25, 9};
     x->debug = 1;
     vorb_run_phasor(x, f0.data(), offset.data(), 2);
-    EXPECT_THAT(console(),
-                ElementsAre("enter vorb_run_phasor, freq[0]=441.500000, offset[0]=-3.250000, n=2"));
+    EXPECT_THAT(
+        console(),
+        ElementsAre("enter vorb_run_phasor, freq[0]=-441.500000, offset[0]=-3.250000, n=2"));
     EXPECT_EQ(x->debug, 1); // cleared at the end of the block, not here
 }
 

@@ -309,6 +309,33 @@ TEST_F(pool, reports_free_and_used_fogs_on_request)
     EXPECT_THAT(numbers(), ElementsAre(0, 8));
 }
 
+TEST_F(pool, its_messages_take_one_or_two_numbers_and_truncate_them)
+{
+    const char bad[] = "!bad arguments for message \"", extra[] = "!extra arguments for message \"";
+    const struct {
+        const char *text, *complaint;
+        std::int64_t fogs, low, high;
+    } cases[] = {
+        {"maxfogs foo", bad, 8, 2, 4},   {"maxfogs 3 4", extra, 3, 2, 4},
+        {"maxfogs 3.9", "", 3, 2, 4},    {"silent foo", bad, 8, 2, 4},
+        {"limit 1 foo", bad, 8, 2, 4},   {"limit foo 1", bad, 8, 2, 4},
+        {"limit 1 2 3", extra, 8, 1, 2}, {"limit 1.9 3.9", "", 8, 1, 3},
+        {"reset 5", extra, 8, 2, 4},     {"freefogs foo", extra, 8, 2, 4},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.text);
+        vorb *x = create("1 sample1 8");
+        send(x, 0, "limit 2 4");
+        send(x, 0, c.text);
+        const std::vector<std::string> rows = console();
+        ASSERT_EQ(rows.size(), *c.complaint ? 1u : 0u);
+        for (const std::string &row : rows) EXPECT_THAT(row, ::testing::StartsWith(c.complaint));
+        EXPECT_EQ(x->pool.maxfogs, c.fogs);
+        EXPECT_EQ(x->inputs.limit_low, c.low);
+        EXPECT_EQ(x->inputs.limit_high, c.high);
+    }
+}
+
 TEST_F(pool, its_messages_are_ignored_at_every_other_inlet)
 {
     vorb *x = create("1 sample1 8");

@@ -126,6 +126,36 @@ TEST_F(pool_limits, between_the_limits_fogs_get_shorter_and_at_the_upper_one_the
     EXPECT_EQ(x->inputs.tex, tex / 2);
 }
 
+TEST_F(pool_limits, above_the_upper_limit_fogs_are_refused_too)
+{
+    vorb *x = create("1 sample1 8 0 1 0 1 16 64 32");
+    const double tex = x->inputs.tex;
+    bang(x, 6);
+    send(x, 0, "limit 2 4, bang");
+    EXPECT_THAT(console(), ElementsAre("!k.vorb~: fogs upper limit reached (1)"));
+    EXPECT_EQ(used(x), 6);
+    EXPECT_EQ(x->inputs.tex, tex);
+}
+
+TEST_F(pool_limits, the_limits_are_bounded_by_the_pool_not_by_what_is_free)
+{
+    vorb *x = create("1 sample1 8");
+    bang(x, 5);
+    send(x, 0, "limit 2 6");
+    EXPECT_THAT(console(), IsEmpty());
+    bang(x);
+    EXPECT_THAT(console(), ElementsAre("scaler = 0.250000"));
+}
+
+TEST_F(pool_limits, its_rows_name_the_instance)
+{
+    vorb *x = create("1 sample1 8");
+    send(x, 0, "limit 0 2, limit 3 2, bang, bang");
+    const auto rows = host::take_console();
+    ASSERT_EQ(rows.size(), 2u);
+    for (const host::line &row : rows) EXPECT_EQ(row.object, object(x)) << row.text;
+}
+
 TEST_F(pool_limits, the_shortening_adds_up_until_a_message_sets_new_times)
 {
     vorb *x = create("1 sample1 20 0 1 0 1 100 100 100");
@@ -314,6 +344,19 @@ TEST_F(pool_limits, silence_is_for_every_instance_and_the_counters_go_on)
     host::set_time(110000);
     bang(x);
     EXPECT_THAT(console(), ElementsAre("!k.vorb~: out of fogs (6)"));
+}
+
+TEST_F(pool_limits, every_number_but_zero_is_silence)
+{
+    vorb *x = exhausted();
+    double now = 200000;
+    for (const char *asked : {"1", "2", "-1", "4294967296"}) {
+        SCOPED_TRACE(asked);
+        send(x, 0, std::string("silent ") + asked);
+        host::set_time(now += 2000);
+        bang(x);
+        EXPECT_THAT(console(), IsEmpty());
+    }
 }
 
 TEST_F(pool_limits, silence_hides_neither_the_scaler_nor_the_other_reports)

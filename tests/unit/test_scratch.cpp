@@ -31,9 +31,11 @@ TEST_F(scratch, keeps_its_blocks_while_the_vector_size_stays)
 
 TEST_F(scratch, is_silent_when_it_is_new)
 {
+    for (double **block : {&temp1, &temp2, &temp3, &temp4}) {
+        sysmem_freeptr(*block);
+        *block = nullptr;
+    }
     create("2");
-    host::set_audio(44100, 128);
-    host::start_audio();
     host::set_audio(44100, 96);
     host::start_audio();
     for (const double *block : {temp1, temp2, temp3, temp4})
@@ -61,18 +63,30 @@ TEST_F(scratch, without_memory_nothing_sounds_and_the_next_audio_start_tries_aga
 {
     mono_buffer("sample1", 44100, [](long) { return 1; });
     vorb *x = create("1 sample1 5 0 0 0 1 0 400 0");
+    host::set_audio(44100, 1024);
+    host::start_audio();
     for (long failing = 1; failing <= 4; ++failing) {
-        host::set_audio(44100, 64 + failing); // a new size, so that blocks are requested
+        host::set_audio(44100, 4096 + failing); // more than the room, so that blocks are requested
         host::fail_allocation(failing);
         host::start_audio();
         host::fail_allocation(0);
         send(x, 0, "bang");
         host::run();
         EXPECT_EQ(host::output(object(x), 0)[10], 0.0) << failing;
+        EXPECT_EQ(block(x, 0, 16)[10], 0.0) << failing; // nor where the former room would do
+        host::start_audio();
+        EXPECT_FALSE(vorb_scratch_holds(16)); // only another size is a new attempt
         host::set_audio(44100, 32);
         host::start_audio();
-        EXPECT_TRUE(vorb_scratch_holds(32));
+        EXPECT_TRUE(vorb_scratch_holds(1024));  // as much as before,
+        EXPECT_FALSE(vorb_scratch_holds(4096)); // not the size that failed
     }
+    for (double **block : {&temp1, &temp2, &temp3, &temp4}) { // as if all four had failed
+        sysmem_freeptr(*block);
+        *block = nullptr;
+    }
+    host::start_audio(); // of the same size
+    EXPECT_TRUE(vorb_scratch_holds(1024));
 }
 
 TEST_F(scratch, a_block_larger_than_announced_is_silent)

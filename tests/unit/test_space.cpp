@@ -117,6 +117,19 @@ TEST_F(space, with_too_few_arguments_a_message_is_reported_and_changes_nothing)
     EXPECT_THAT(complaints(x), ::testing::ElementsAreArray(texts));
 }
 
+TEST_F(space, the_number_of_arguments_wraps_at_16_bits)
+{
+    for (const space_message &m : space_messages)
+        for (const std::size_t count : {32768u, 65536u}) { // below zero, and none
+            restart(1);
+            const inputs before = x->inputs;
+            send(x, 0, m.selector, host::atoms(count, host::atom(0.25)));
+            EXPECT_EQ(complaints(x), (lines{std::string("k.vorb~: insufficient arguments for ") +
+                                            m.selector + " message"}));
+            EXPECT_THAT(differences(x->inputs, before), IsEmpty()) << m.selector;
+        }
+}
+
 TEST_F(space, arguments_to_spare_are_not_even_read)
 {
     for (const space_message &m : space_messages)

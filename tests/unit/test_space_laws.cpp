@@ -285,6 +285,13 @@ TEST_F(space_laws, a_coordinate_out_of_range_counts_as_the_middle)
     EXPECT_EQ(x->inputs.amps[2], 0);
 }
 
+TEST_F(space_laws, a_pan_out_of_range_is_reported_and_goes_to_the_middle)
+{
+    send(x, 0, "pan 1 2");
+    EXPECT_EQ(complaints(x), (lines{out_of_range("pan (message pan)", 2, -1, 1, 0)}));
+    for (int k = 0; k < 4; ++k) EXPECT_NEAR(x->inputs.amps[k], std::sqrt(0.5), 1e-6);
+}
+
 // ---- Gain ---------------------------------------------------------------------------------------
 
 TEST_F(space_laws, gain_rescales_what_is_set_already)

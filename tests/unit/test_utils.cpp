@@ -123,8 +123,11 @@ TEST_F(utils, every_instance_tries_again_while_the_weights_are_missing)
     forget_weights();
     for (int attempt = 0; attempt < 2; ++attempt) {
         host::fail_allocation(2); // the instance is the first
-        EXPECT_NE(create(), nullptr);
+        const vorb *x = create("2");
+        ASSERT_NE(x, nullptr); // creation goes on
         EXPECT_THAT(born, ElementsAre(make_line, fail_line));
+        EXPECT_EQ(x->inputs.channels, 2);
+        EXPECT_EQ(x->inputs.table, gensym("sample1"));
         EXPECT_EQ(k_sampfilt_tab, nullptr);
     }
     create();

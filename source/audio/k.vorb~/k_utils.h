@@ -26,8 +26,8 @@ extern k_sampfilt_row *k_sampfilt_tab;
 
 enum { k_pan_size = 1024, k_pos_size = 32768, k_sqrt_size = 1025 };
 
-/// Half a sine wave over the middle half of the table, zeros around it: the gain of a loudspeaker
-/// while a sound passes by. A quarter period has 256 entries in the pan tables, 4096 in the
+/// Half a sine wave in the middle of the table, zeros around it: the gain of a loudspeaker while a
+/// sound passes by. A quarter period has 256 entries in the pan tables, 4096 in the
 /// position tables; the square-root tables cross-fade with the same power.
 extern double *const k_sin_pan_table, *const k_sqrt_pan_table; // k_pan_size
 extern double *const k_sin_pos_table, *const k_sqrt_pos_table; // k_pos_size

@@ -22,7 +22,7 @@ std::int32_t k_make_sampfilt_tab()
     // deliberate, every render relies on these very weights.
     const double k = -0.16666670143604279;
     for (int i = 0; i < k_sampfilt_rows; ++i) {
-        const double f = double(float(i) * 0.00390625f);
+        const double f = i / 256.0;
         rows[i][0] = float(k * f * (1 - f) * (2 - f));
         rows[i][1] = float(0.5 * (1 + f) * (1 - f) * (2 - f));
         rows[i][2] = float(0.5 * (1 + f) * f * (2 - f));

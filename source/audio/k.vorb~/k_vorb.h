@@ -48,9 +48,8 @@ struct inputs {
     double fog_amps[vorb_slots];
     double bw_decay, tex_cos2, atten_cos2;
 
-    double vs_inv,
-        vs8;      // 0 until audio starts: a fog started earlier cannot move, and is silent then
-    double phase; // of the F0 phasor, in Hz times samples: 0 up to sr
+    double vs_inv, vs8; // 0 until audio starts: a fog started earlier is silent if it moves
+    double phase;       // of the F0 phasor, in Hz times samples: 0 up to sr
 };
 
 /// A fog's reading head.
@@ -252,11 +251,11 @@ void vorb_int(vorb *x, t_atom_long n);
 void vorb_bang(vorb *x);
 vorb_handler vorb_offset, vorb_transp, vorb_bw, vorb_amp, vorb_amplist, vorb_tex, vorb_debatt,
     vorb_atten, vorb_lp, vorb_env, vorb_autoenv, vorb_f0phase;
+void vorb_all(vorb *x);
+void vorb_follow_sample(inputs *in); // what `all` does, at whatever inlet
 void vorb_test(vorb *x, t_atom_long n);
 void vorb_print_inputs(inputs *in);
 
-// k_vorb_space: where the fogs to come stand, and `all`
+// k_vorb_space: where the fogs to come stand
 vorb_handler vorb_gain, vorb_pan, vorb_pan8, vorb_panb, vorb_angle, vorb_direction, vorb_polar,
     vorb_aux1, vorb_aux2;
-void vorb_all(vorb *x);
-void vorb_follow_sample(inputs *in); // what `all` does, at whatever inlet

@@ -31,7 +31,7 @@ t_buffer_ref *vorb_newbufref(vorb *x, t_symbol *name)
 {
     if (t_buffer_ref *known = vorb_bufref_find_entry(x, name)) return known;
     t_buffer_ref *ref = buffer_ref_new(vorb_object(x), name);
-    if (ref) vorb_bufref_add_entry(x, name, ref);
+    if (ref) vorb_bufref_add_entry(x, name, ref); // nothing could notify or find a null one
     return ref;
 }
 

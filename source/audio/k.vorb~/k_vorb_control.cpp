@@ -114,6 +114,18 @@ void vorb_atten(vorb *x, t_symbol *, long argc, t_atom *argv)
     vorb_scalar(x, p_atten, argc, argv);
 }
 
+void vorb_follow_sample(inputs *in)
+{
+    in->debatt_all = 1;
+    in->changed = 1;
+}
+
+/// Lets the attenuation of each fog end where the sample ends; the inlet of `debatt` answers too.
+void vorb_all(vorb *x)
+{
+    if (vorb_at_inlet(x, debatt_inlet)) vorb_follow_sample(&x->inputs);
+}
+
 void vorb_debatt(vorb *x, t_symbol *, long argc, t_atom *argv)
 {
     if (!vorb_accepts(x, "debatt", argc, 1)) return;

@@ -4,10 +4,7 @@
 #include <algorithm>
 #include <iterator>
 
-void vorb_clear(double *vector, std::int64_t count)
-{
-    std::fill_n(vector, std::max<std::int64_t>(count, 0), 0.0);
-}
+void vorb_clear(double *vector, std::int64_t count) { std::fill_n(vector, count, 0.0); }
 
 // [audio] Inlets and outlets may share memory: the phasor has read its inlets before any is
 // cleared.

@@ -59,10 +59,9 @@ void vorb_onset(vorb_fog *fog, inputs *in, std::int64_t start, double x)
     }
     // An attenuation that would begin within the attack waits for its end, whole and with the phase
     // computed above: deliberate. Unsigned, since an onset far away in time makes the attack count
-    // negative, and the difference may then be no signed number.
-    fog->sustain = until_atten > fog->tex_count
-                       ? std::int64_t(std::uint64_t(until_atten) - std::uint64_t(fog->tex_count))
-                       : 0;
+    // negative, and a difference beyond every count is none.
+    const auto hold = std::int64_t(std::uint64_t(until_atten) - std::uint64_t(fog->tex_count));
+    fog->sustain = until_atten > fog->tex_count && hold > 0 ? hold : 0;
 
     reader.pos_ms = in->offset - (double(start) * sp + (sp - x)) * in->trans * 1000.0;
     reader.pos_step_ms = in->trans * in->vs_ms;

@@ -62,7 +62,7 @@ static std::int32_t vorb_render(vorb_fog *fog, const std::array<double *, std::s
         for (; i < end; ++i) {
             amp *= decay;
             const double e = shape(amp);
-            double s[sources]; // read before any is written
+            double s[sources]; // read once: an outlet might be a source, for all the compiler knows
             for (int c = 0; c < sources; ++c) s[c] = e * source[c][i];
             for (std::size_t k = 0; k < width; ++k) out[k][i] += s[taps[k].source] * gain[k];
         }

@@ -51,7 +51,7 @@ void vorb_initialize(vorb *x, long argc, t_atom *argv)
     vorb_bound_maxfogs(x, argc > 2 ? k_trunc(double(vorb_get_value(x, &argv[2]))) : 5);
 
     // Each further argument arrives like a number at its inlet, range check included.
-    static const double fallbacks[] = {0, 1, 0, 1, 0, 0, 0, 1};
+    static const double fallbacks[] = {0, 1, 0, 1, 0, /* `all` */ 0, 0, 1};
     for (int inlet = 1; inlet < vorb_signal_inlets; ++inlet) {
         const int k = inlet + 2; // its argument: after layout, table and maxfogs
         const bool given = argc > k;

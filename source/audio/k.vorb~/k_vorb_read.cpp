@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <array>
 
-enum { max_count = 516 }; // most frames that one block reads
+enum { max_count = 516 }; // most frames that one block needs; one more is copied
 
 /// Holds a buffer's samples for the length of a block.
 struct vorb_lock {
@@ -117,7 +117,7 @@ static vorb_plan vorb_try_block(vorb_fogread *reader, const std::array<double *,
         }
     const double from = reader->prev_pos, to = reader->pos_ms * reader->frames_per_ms;
     reader->prev_pos = to; // also where the block turns out silent
-    if (!lock.samples || !has_channels(b)) return vorb_silence; // they may have changed meanwhile
+    if (!lock.samples || !has_channels(b)) return vorb_silence; // refused, or replaced meanwhile
     const vorb_plan plan = vorb_plan_block(*reader, from, to, buffer_getframecount(b));
     if constexpr (channels == 2)
         if (plan.verdict == vorb_verdict::unwritten) vorb_post_count(plan);

@@ -107,12 +107,11 @@ void vorb_angle(vorb *x, t_symbol *, long argc, t_atom *argv)
 // ---- The cube -----------------------------------------------------------------------------------
 
 struct vorb_cube_law {
-    const char *message;
+    const char *message, *complaint;
+    void (*law)(double *slots, const double *p);
     int least;   // arguments
     int bounded; // how many of them, from the first, have bounds of their own
     vorb_range range[4];
-    const char *complaint;
-    void (*law)(double *slots, const double *p);
 };
 
 static const double cube_radius = 2.5999999046325684; // the float of 2.6
@@ -133,35 +132,37 @@ static void vorb_apply_cube(vorb *x, const vorb_cube_law &c, long argc, t_atom *
     in.changed = 1;
 }
 
+static void vorb_place_direction(double *slots, const double *p)
+{
+    k_pan3d8(slots, p[0], p[1], p[2], p[3], cube_radius);
+}
+
+static void vorb_place_polar(double *slots, const double *p)
+{
+    k_pan3d8polar(slots, p[0], p[1], p[2], cube_radius);
+}
+
+// clang-format off
+static const vorb_cube_law
+    p_direction = {"direction", "x, y, or z out of range [-1,1]", vorb_place_direction, 4, 3,
+                   {{"x (message direction)", -1, 1, 0},
+                    {"y (message direction)", -1, 1, 0},
+                    {"z (message direction)", -1, 1, 0},
+                    {"d (message direction)", -k_open, k_open, 0}}},
+    p_polar = {"polar", "az [-180,180] or el [-90,90] out of range", vorb_place_polar, 3, 2,
+               {{"azimuth (message polar)", -180, 180, 0},
+                {"elevation (message polar)", -90, 90, 0},
+                {"distance (message polar)", -k_open, k_open, 0}}};
+// clang-format on
+
 void vorb_direction(vorb *x, t_symbol *, long argc, t_atom *argv)
 {
-    static const vorb_cube_law cube = {"direction",
-                                       4,
-                                       3,
-                                       {{"x (message direction)", -1, 1, 0},
-                                        {"y (message direction)", -1, 1, 0},
-                                        {"z (message direction)", -1, 1, 0},
-                                        {"d (message direction)", -k_open, k_open, 0}},
-                                       "x, y, or z out of range [-1,1]",
-                                       [](double *slots, const double *p) {
-                                           k_pan3d8(slots, p[0], p[1], p[2], p[3], cube_radius);
-                                       }};
-    vorb_apply_cube(x, cube, argc, argv);
+    vorb_apply_cube(x, p_direction, argc, argv);
 }
 
 void vorb_polar(vorb *x, t_symbol *, long argc, t_atom *argv)
 {
-    static const vorb_cube_law cube = {"polar",
-                                       3,
-                                       2,
-                                       {{"azimuth (message polar)", -180, 180, 0},
-                                        {"elevation (message polar)", -90, 90, 0},
-                                        {"distance (message polar)", -k_open, k_open, 0}},
-                                       "az [-180,180] or el [-90,90] out of range",
-                                       [](double *slots, const double *p) {
-                                           k_pan3d8polar(slots, p[0], p[1], p[2], cube_radius);
-                                       }};
-    vorb_apply_cube(x, cube, argc, argv);
+    vorb_apply_cube(x, p_polar, argc, argv);
 }
 
 // ---- By hand ------------------------------------------------------------------------------------
@@ -196,15 +197,3 @@ static const vorb_param p_aux2 = {
 void vorb_aux1(vorb *x, t_symbol *, long argc, t_atom *argv) { vorb_scalar(x, p_aux1, argc, argv); }
 
 void vorb_aux2(vorb *x, t_symbol *, long argc, t_atom *argv) { vorb_scalar(x, p_aux2, argc, argv); }
-
-void vorb_follow_sample(inputs *in)
-{
-    in->debatt_all = 1;
-    in->changed = 1;
-}
-
-/// Lets the attenuation of each fog end where the sample ends; the inlet of `debatt` answers too.
-void vorb_all(vorb *x)
-{
-    if (vorb_at_inlet(x, debatt_inlet)) vorb_follow_sample(&x->inputs);
-}
