@@ -2,6 +2,7 @@
 #include "session.h"
 
 #include <cstdarg>
+#include <cstdio>
 #include <cstring>
 #include <dlfcn.h>
 #include <map>
@@ -68,6 +69,17 @@ t_symbol *gensym(const char *text)
     return host_function<decltype(gensym)>("gensym")(text);
 }
 
+void object_post(t_object *x, C74_CONST char *format, ...)
+{
+    char text[300];
+    va_list list;
+    va_start(list, format);
+    std::vsnprintf(text, sizeof text, format, list);
+    va_end(list);
+    calls.push_back("object_post");
+    host_function<decltype(object_post)>("object_post")(x, "%s", text);
+}
+
 t_ptr sysmem_newptr(t_ptr_size size)
 {
     calls.push_back("sysmem_newptr " + std::to_string(size));
@@ -131,9 +143,11 @@ protected:
     t_class *second_class = nullptr;
 };
 
-TEST_F(entry, makes_the_tables_then_the_class_then_its_messages_then_its_symbols)
+TEST_F(entry,
+       announces_itself_then_makes_the_tables_then_the_class_then_its_messages_then_its_symbols)
 {
-    std::vector<std::string> expected = {"sysmem_newptr 4096", // 256 rows of four weights
+    std::vector<std::string> expected = {"object_post",
+                                         "sysmem_newptr 4096", // 256 rows of four weights
                                          "sysmem_newptr 8192", // room for 1024 random generators
                                          "class_new k.vorb~ " + std::to_string(sizeof(vorb)) +
                                              " no menu 8"};
@@ -188,6 +202,7 @@ TEST_F(entry, posts_one_line_that_begins_with_the_class_name)
     EXPECT_THAT(rows[0].text, StartsWith("k.vorb~ "));
     EXPECT_GT(rows[0].text.size(), std::strlen("k.vorb~ "));
     EXPECT_FALSE(rows[0].error);
+    EXPECT_EQ(rows[0].object, nullptr);
 }
 
 TEST_F(entry, a_second_load_does_not_build_the_tables_again)
@@ -206,7 +221,7 @@ TEST_F(entry, a_second_load_does_not_build_the_tables_again)
     }
     EXPECT_EQ(k_sampfilt_tab, table);
     EXPECT_EQ(k_the_rnd_pool.slots, slots);
-    EXPECT_THAT(calls.front(), StartsWith("class_new"));
+    EXPECT_THAT(calls[1], StartsWith("class_new")); // after the line on the console
     for (const std::string &call : calls) EXPECT_NE(call.substr(0, 6), "sysmem") << call;
 }
 

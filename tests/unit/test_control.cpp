@@ -66,7 +66,7 @@ struct state {
     }
 };
 
-class control_routes : public control, public ::testing::WithParamInterface<route> {
+class control_traces : public control {
 protected:
     /// An instance in which every message with an effect leaves a trace.
     vorb *prepared()
@@ -90,7 +90,10 @@ protected:
                 console(),
                 numbers()};
     }
+};
 
+class control_routes : public control_traces, public ::testing::WithParamInterface<route> {
+protected:
     /// Whether a message leaves a trace.
     bool answered(int inlet, const host::atoms &arguments)
     {
@@ -140,7 +143,32 @@ TEST_F(control, the_host_knows_every_message_of_the_table_and_no_private_call)
     }
 }
 
-// ---- Missing typed arguments --------------------------------------------------------------------
+// ---- Typed arguments ----------------------------------------------------------------------------
+
+TEST_F(control_traces,
+       arguments_that_do_not_fit_a_typed_message_are_said_and_do_nothing_or_are_left_out)
+{
+    const struct {
+        const char *text, *said;
+        bool acts;
+    } cases[] = {
+        {"set 3", "bad", false},      {"set foo bar", "extra", true}, {"test foo", "bad", false},
+        {"int foo", "bad", false},    {"float foo", "bad", false},    {"float", "missing", false},
+        {"bang 1", "extra", true},    {"all 1", "extra", true},       {"usedfogs 1", "extra", true},
+        {"silent foo", "bad", false}, {"limit 1 foo", "bad", false},  {"test 1 2", "extra", true},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.text);
+        vorb *x = prepared();
+        const state before = now(x);
+        send(x, 0, c.text);
+        state after = now(x);
+        ASSERT_EQ(after.said.size(), 1u);
+        EXPECT_EQ(after.said[0].find(std::string("!") + c.said + " arguments for message"), 0u);
+        after.said = before.said;
+        EXPECT_EQ(after == before, !c.acts);
+    }
+}
 
 TEST_F(control, an_integer_that_is_missing_is_0)
 {
@@ -203,10 +231,15 @@ TEST_F(control, printing_the_inputs_posts_three_lines_as_stored)
     char table[100];
     std::snprintf(table, sizeof table, "  table = start,  bufref = %lx",
                   reinterpret_cast<unsigned long>(x->inputs.bufref));
-    EXPECT_THAT(console(),
-                ElementsAre("- vorb_inputs", table,
-                            "  offset = 1.250000, trans = 2.000000, bw = 100.500000, "
-                            "tex = 0.003000, debatt = 0.050000, atten = 10000000.000000"));
+    const auto rows = host::take_console();
+    const char *const texts[] = {"- vorb_inputs", table,
+                                 "  offset = 1.250000, trans = 2.000000, bw = 100.500000, "
+                                 "tex = 0.003000, debatt = 0.050000, atten = 10000000.000000"};
+    ASSERT_EQ(rows.size(), std::size(texts));
+    for (size_t k = 0; k < rows.size(); ++k) {
+        EXPECT_EQ(rows[k].text, texts[k]);
+        EXPECT_EQ(rows[k].object, object(x));
+    }
 }
 
 TEST_F(control, printing_the_inputs_before_a_table_is_set_does_no_harm)

@@ -194,6 +194,9 @@ TEST_F(control_messages, the_number_of_arguments_wraps_at_16_bits)
     }
     send(x, 0, "tex", host::atoms(65537, host::atom(4.0))); // one
     EXPECT_EQ(x->inputs.tex, 0.004);
+    send(x, 0, "autoenv", host::atoms(65537, host::atom(3.0)));
+    EXPECT_EQ(x->inputs.autoenv, 3.0);
+    EXPECT_EQ(x->inputs.autoenv_max, 0.125);
     send(x, 0, "lp", host::atoms(65537, host::atom(-1.0)));
     EXPECT_EQ(x->inputs.lp2, 0.0);
     send(x, 0, "list", host::atoms(65538, host::atom(8.0)));

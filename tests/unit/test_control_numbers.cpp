@@ -181,6 +181,16 @@ TEST_F(control_numbers, a_float_at_the_left_inlet_starts_one_fog_that_many_ms_la
     EXPECT_THAT(complaints(x), IsEmpty());
 }
 
+TEST_F(control_numbers, a_start_time_is_multiplied_into_seconds_not_divided)
+{
+    vorb *x = varied();
+    send(x, 0, "350.");
+    EXPECT_EQ(newest(x).delay, 15435); // a division would give one sample less
+    vorb *faster = varied({48000, 64, true});
+    send(faster, 0, "4.5");
+    EXPECT_EQ(newest(faster).delay, 216);
+}
+
 TEST_F(control_numbers, a_time_just_below_a_sample_is_not_rounded_up)
 {
     vorb *x = decaying(20000);
@@ -222,13 +232,16 @@ TEST_F(control_numbers, a_start_time_out_of_range_is_reported_and_the_fog_starts
 
 TEST_F(control_numbers, a_start_time_without_a_sample_index_starts_a_fog_all_the_same)
 {
-    vorb *x = varied();
+    mono_buffer("start", 4410, [](long) { return 1; });
+    vorb *x = decaying(1000);
     for (const double ms : {1e38, std::numeric_limits<double>::quiet_NaN()}) {
         const std::int64_t before = used(x);
         send(x, 0, "float", {host::atom(ms)});
         EXPECT_THAT(complaints(x), IsEmpty());
         ASSERT_EQ(used(x), before + 1);
-        EXPECT_EQ(newest(x).delay, 0); // what has no 64-bit integer is 0
+        EXPECT_EQ(newest(x).delay, 0);                        // what has no 64-bit integer is 0,
+        EXPECT_EQ(std::isnan(newest(x).amp), std::isnan(ms)); // and the whole time remains
+        EXPECT_FALSE(std::isfinite(newest(x).amp));
     }
     for (int k = 0; k < 4; ++k) host::run(); // and harms nobody
 }

@@ -115,6 +115,9 @@ const place places[] = {
     {"direction 1 0 0 10", {0, 0.5, 0.5, 0, 0, 0.5, 0.5, 0}},
     {"direction 1 1 1 10", {0, 1, 0, 0, 0, 0, 0, 0}},
     {"direction -1 -1 -1 10", {0, 0, 0, 0, 0, 0, 0, 1}},
+    {"direction 1 1 1 -10",
+     {0.94991775959816649, 0, 0.94991775959816649, 0, 0, 0.94991775959816649, 0,
+      0.46140072063229376}},                            // four times as far, beyond the other side
     {"direction 1 1 1 -2.6", {0, 0, 0, 0, 0, 0, 0, 1}}, // to the other side
     // In single precision the distance is exactly half the radius.
     {"direction 0.5774 0.5774 0.5774 1.3",

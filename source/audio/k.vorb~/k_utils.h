@@ -75,15 +75,15 @@ extern k_rnd_pool k_the_rnd_pool;
 
 void k_rnd_init_pool();
 void k_rnd_grow_pool();
-/// Takes the highest free slot. Returns state.
+/// Takes the highest free slot, or the first new one where the pool must grow. Returns state.
 std::uint64_t *k_rnd_register_state(std::uint64_t *state);
 void k_rnd_deregister_state(std::uint64_t *state);
 
 /// A linear congruential generator modulo 2^31, whose state is one word that its owner keeps.
 std::int64_t k_rnd_next(std::uint64_t *state);
 void k_rnd_seed(std::uint64_t *state, std::uint64_t seed);
-/// Seeds the generators with every n-th value of a master generator, the lowest slot, which is the
-/// last registered, with `seed` itself.
+/// Seeds the generators with every n-th value of a master generator, from the lowest slot on; the
+/// first value is `seed` itself.
 void k_rnd_seed_all(std::uint64_t seed, std::int32_t n);
 
 /// Truncates toward zero; what has no 64-bit integer (NaN, infinities, too large) gives 0.

@@ -21,7 +21,7 @@ void k_pan3d8(double *gains, double x, double y, double z, double d, double radi
     for (int k = 0; k < 8; ++k) {
         double weight = 1;
         for (int axis = 0; axis < 3; ++axis) weight *= 1 + corners[k][axis] * p[axis];
-        // Behind the centre weights may be negative, or beyond 1.
+        // Farther behind the centre than the radius, weights are negative or beyond 1.
         const std::int64_t index = k_trunc(1024 * (weight / 8)) % k_sqrt_size;
         gains[k] = k_sqrt_table[std::max<std::int64_t>(index, 0)];
     }

@@ -18,12 +18,11 @@ void k_rnd_seed(std::uint64_t *state, std::uint64_t seed) { *state = seed; }
 void k_rnd_seed_all(std::uint64_t seed, std::int32_t n)
 {
     const k_rnd_pool &pool = k_the_rnd_pool;
-    std::uint64_t master, v = seed;
-    k_rnd_seed(&master, seed);
+    std::uint64_t master = seed;
     for (std::int32_t i = 0; pool.slots && i < pool.count; ++i) {
         if (!pool.slots[i]) continue;
-        k_rnd_seed(pool.slots[i], v);
-        for (std::int32_t k = 0; k < n; ++k) v = std::uint64_t(k_rnd_next(&master));
+        k_rnd_seed(pool.slots[i], master);
+        for (std::int32_t k = 0; k < n; ++k) k_rnd_next(&master);
     }
 }
 

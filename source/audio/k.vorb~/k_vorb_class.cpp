@@ -73,7 +73,7 @@ extern "C" C74_EXPORT void ext_main(void *)
         {"test", (method)vorb_test, A_LONG, 0},
         {"int", (method)vorb_int, A_LONG, 0},
         {"float", (method)vorb_float, A_FLOAT, 0},
-        {"list", (method)vorb_amplist, A_GIMME, 0}, // a second time, deliberately
+        {"list", (method)vorb_amplist, A_GIMME, 0}, // again: a host keeps either, with one effect
         {"gain", (method)vorb_gain, A_GIMME, 0},
         {"pan", (method)vorb_pan, A_GIMME, 0},
         {"pan8", (method)vorb_pan8, A_GIMME, 0},

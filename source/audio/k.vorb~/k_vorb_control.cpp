@@ -44,8 +44,9 @@ static void vorb_store_lowpass(inputs &in, float v)
     in.lp2 = 0;
 }
 
-static const vorb_param p_offset_inlet = {nullptr, {"offset", 0, k_open, 0}, vorb_store_offset};
-static const vorb_param p_offset = {"offset", {"offset", 0, k_open, 0}, vorb_store_offset_rounded};
+static const vorb_range r_offset = {"offset", 0, k_open, 0};
+static const vorb_param p_offset_inlet = {nullptr, r_offset, vorb_store_offset};
+static const vorb_param p_offset = {"offset", r_offset, vorb_store_offset_rounded};
 static const vorb_param p_trans = {"transp", {"transposition", 0, k_open, 1}, vorb_store_trans};
 static const vorb_param p_bw = {
     "bw", {"bandwidth", 0, k_open, 0}, vorb_store_bw, 0, &inputs::nyquist};
@@ -128,7 +129,7 @@ void vorb_all(vorb *x)
 
 void vorb_debatt(vorb *x, t_symbol *, long argc, t_atom *argv)
 {
-    if (!vorb_accepts(x, "debatt", argc, 1)) return;
+    if (!vorb_accepts(x, p_debatt.message, argc, 1)) return;
     if (argv[0].a_type == A_SYM && argv[0].a_w.w_sym == ps_all) vorb_all(x);
     else vorb_assign(x, p_debatt, vorb_get_value(x, argv));
 }
