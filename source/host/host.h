@@ -67,6 +67,8 @@ t_object *create(std::string_view box);
 void destroy(t_object *x);
 
 bool understands(const t_object *x, std::string_view selector);
+/// All selectors that a patch can send to x, sorted.
+std::vector<std::string> selectors(const t_object *x);
 /// The first selector in the text of a message box that x does not understand; empty if none.
 std::string unknown_selector(const t_object *x, std::string_view text);
 int inlets(const t_object *x);

@@ -79,6 +79,14 @@ bool understands(const t_object *x, std::string_view selector)
     return find_method(get(x), selector);
 }
 
+std::vector<std::string> selectors(const t_object *x)
+{
+    std::vector<std::string> sendable;
+    for (const auto &[selector, bound] : get(x).type->methods)
+        if (understands(x, selector)) sendable.push_back(selector);
+    return sendable;
+}
+
 /// What a message with this selector calls: int and float stand in for one another, and anything
 /// for the words that nothing else is bound to.
 static const binding *find_called(const instance &x, std::string_view selector)

@@ -251,6 +251,17 @@ TEST_F(host_message, an_unknown_selector_is_said)
     EXPECT_FALSE(host::understands(x, "hidden"));
 }
 
+TEST_F(host_message, the_selectors_are_those_that_a_patch_can_send)
+{
+    t_class *some = plain_class("some");
+    class_addmethod(some, as_method(any), "tell", A_GIMME, 0);
+    class_addmethod(some, as_method(any), "assist", A_CANT, 0);
+    class_addmethod(some, as_method(any), "ask", A_GIMME, 0);
+    class_addmethod(some, as_method(any), "tell", A_GIMME, 0);
+    class_register(gensym("box"), some);
+    EXPECT_THAT(host::selectors(host::create("some")), ElementsAre("ask", "tell"));
+}
+
 TEST_F(host_message, anything_catches_unknown_selectors_but_no_numbers_bangs_or_lists)
 {
     t_class *greedy = plain_class("greedy");
