@@ -2,8 +2,16 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
 #include <random>
 #include <vector>
+
+/// What the environment says, or what is usual.
+inline std::uint64_t chosen(const char *variable, std::uint64_t usual)
+{
+    const char *wanted = std::getenv(variable);
+    return wanted ? std::strtoull(wanted, nullptr, 10) : usual;
+}
 
 class dice {
 public:

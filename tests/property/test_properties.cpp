@@ -3,17 +3,10 @@
 #include "stage.h"
 
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
 #include <sstream>
 
 namespace {
-
-std::uint64_t chosen(const char *variable, std::uint64_t usual)
-{
-    const char *wanted = std::getenv(variable);
-    return wanted ? std::strtoull(wanted, nullptr, 10) : usual;
-}
 
 /// What is wrong with the lists of a pool; empty when every fog in use is on exactly one of them
 /// and the count of free ones agrees.
