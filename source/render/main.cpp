@@ -1,14 +1,11 @@
-// render: plays a score off line and writes a sound file.
+// render: plays a score off line and writes a sound file, a picture or both.
 #include "failure.h"
 #include "options.h"
+#include "outputs.h"
 #include "player.h"
 #include "report.h"
-#include "sound_format.h"
-#include "sound_writer.h"
 #include "stage.h"
 
-#include <algorithm>
-#include <cmath>
 #include <csignal>
 #include <cstdio>
 
@@ -22,14 +19,6 @@ static void keep_signals_quiet()
     for (const int s : {SIGINT, SIGTERM, SIGHUP}) std::signal(s, [](int) { interrupted = 1; });
 }
 
-static void check_output(const options &o, const sound_shelf &sounds)
-{
-    std::error_code none;
-    for (const auto &[file, sound] : sounds)
-        if (std::filesystem::equivalent(file, o.output, none))
-            throw bad_input(o.output.string() + ": the score itself plays that file");
-}
-
 static void stop_at_faults()
 {
     const auto faults = host::take_faults();
@@ -37,48 +26,35 @@ static void stop_at_faults()
     if (!faults.empty()) throw std::runtime_error("the object broke the host's rules");
 }
 
-static double loudest(const std::vector<double> &samples)
-{
-    double peak = 0;
-    for (const double v : samples) peak = std::max(peak, std::abs(v));
-    return peak;
-}
-
 static void render(const options &o)
 {
     const score notes = read_score(o.score);
     const sound_shelf sounds = load_sounds(notes);
-    check_output(o, sounds);
     host::add_folder(o.externals);
     host::set_audio(o.rate, o.vector);
     const std::vector<t_object *> objects = make_objects(notes);
     check_events(notes, objects);
     player playing(notes, sounds, objects, o.rate, o.vector);
-    const SF_INFO format = choose_format(o.output, o.format, playing.channels(), o.rate);
-    sound_writer file(o.output, format);
+    outputs files(o, sounds, playing.channels());
     report news(notes, objects);
-    double peak = 0;
     while (!playing.finished()) {
         if (interrupted) throw std::runtime_error("interrupted");
-        const bool wanted = playing.now_ms() >= o.start_ms;
+        const double ms = playing.now_ms();
         const std::vector<double> &block = playing.block();
         news.host_news();
         stop_at_faults();
-        if (wanted) {
-            file.write(block);
-            peak = std::max(peak, loudest(block));
-        }
+        if (ms >= o.start_ms) files.write(block, ms);
         news.progress(playing.now_ms());
     }
-    if (!file.frames()) throw bad_input(o.score + ": it ends before there is anything to write");
+    if (!files.frames()) throw bad_input(o.score + ": it ends before there is anything to write");
     const auto missing = host::unresolved();
     for (t_object *x : objects) host::destroy(x);
     news.host_news();
     stop_at_faults();
-    file.finish();
-    news.closing(o.output, static_cast<double>(file.frames()) / o.rate, playing.channels(), peak,
-                 clips(format));
-    if (peak == 0) news.missing_buffers(missing);
+    files.finish();
+    news.closing(files.names(), static_cast<double>(files.frames()) / o.rate, files.channels(),
+                 files.peak(), files.clips());
+    if (files.peak() == 0) news.missing_buffers(missing);
 }
 
 static void check_standard_output()

@@ -7,11 +7,13 @@
 
 struct options {
     std::string score;
-    std::filesystem::path output, externals;
+    std::filesystem::path output, picture, externals; // output or picture may be empty
     std::string format;
     int rate = 44100;
     int vector = 64;
     double start_ms = 0;
+    int picture_top = 8000;            // Hz
+    std::optional<std::string> stereo; // a law's name; empty: by the outlets
 };
 
 /// None when only help was wanted, which it then has shown. Throws bad_input.

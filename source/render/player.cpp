@@ -2,6 +2,7 @@
 #include "player.h"
 
 #include "failure.h"
+#include "stage.h"
 
 #include <algorithm>
 #include <cmath>
@@ -28,7 +29,7 @@ bool player::finished() const
 
 const std::vector<double> &player::block()
 {
-    host::set_time(now_ms());
+    host::set_time(clock_start_ms + now_ms());
     for (; next_event < notes.events.size(); ++next_event) {
         const event &due = notes.events[next_event];
         if (due.ms > now_ms()) break;

@@ -1,6 +1,8 @@
 // What the user sees while a score renders.
 #include "report.h"
 
+#include "stage.h"
+
 #include <algorithm>
 #include <cmath>
 #include <unistd.h>
@@ -28,13 +30,13 @@ void report::host_news()
 {
     for (const host::line &row : host::take_console()) {
         erase_bar();
-        std::fprintf(stderr, "%.3f ms%s: %s%s\n", row.ms, who(row.object).c_str(),
+        std::fprintf(stderr, "%.3f ms%s: %s%s\n", row.ms - clock_start_ms, who(row.object).c_str(),
                      row.error ? "error: " : "", row.text.c_str());
     }
     for (const host::number &n : host::take_numbers()) {
         erase_bar();
-        std::fprintf(stderr, "%.3f ms%s: outlet %d: %lld\n", n.ms, who(n.object).c_str(), n.outlet,
-                     static_cast<long long>(n.value));
+        std::fprintf(stderr, "%.3f ms%s: outlet %d: %lld\n", n.ms - clock_start_ms,
+                     who(n.object).c_str(), n.outlet, static_cast<long long>(n.value));
     }
 }
 

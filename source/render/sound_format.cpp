@@ -38,15 +38,6 @@ const choice *find(const choice (&table)[N], const std::string &word)
     return found == table + N ? nullptr : found;
 }
 
-std::string ending(const std::filesystem::path &file)
-{
-    std::string text = file.extension().string();
-    if (!text.empty()) text.erase(0, 1);
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return text;
-}
-
 bool holds(int format, int channels, int rate)
 {
     SF_INFO info{};
@@ -92,6 +83,15 @@ sf_count_t bytes_per_sample(int format)
 }
 
 } // namespace
+
+std::string ending(const std::filesystem::path &file)
+{
+    std::string text = file.extension().string();
+    if (!text.empty()) text.erase(0, 1);
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return text;
+}
 
 std::string format_words() { return listed(codings); }
 std::string format_endings() { return listed(endings); }

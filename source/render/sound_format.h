@@ -10,6 +10,9 @@
 SF_INFO choose_format(const std::filesystem::path &file, const std::string &word, int channels,
                       int rate);
 
+/// Of a file name, in lower case and without the point.
+std::string ending(const std::filesystem::path &file);
+
 /// Words that --format takes, for the help text.
 std::string format_words();
 std::string format_endings();

@@ -1,13 +1,12 @@
-// Writing a sound file that is either whole or not there.
+// Writing a sound file.
 #pragma once
 
-#include <filesystem>
+#include "new_file.h"
+
 #include <sndfile.h>
-#include <string>
 #include <vector>
 
-/// Grows under a temporary name beside the wanted file and takes its place, and its permissions, in
-/// finish(). Every failure throws bad_input and leaves nothing behind.
+/// Every failure throws bad_input; without keep() nothing is left behind.
 class sound_writer {
 public:
     sound_writer(const std::filesystem::path &wanted, const SF_INFO &wanted_info);
@@ -17,17 +16,14 @@ public:
 
     /// Interleaved frames.
     void write(const std::vector<double> &samples);
-    void finish();
+    /// Nothing more comes: makes sure that all has arrived.
+    void close();
+    void keep() { file.keep(); }
 
-    sf_count_t frames() const { return written; }
+    const std::filesystem::path &destination() const { return file.destination(); }
 
 private:
-    [[noreturn]] void fail(const std::string &why) const;
-    void check_place() const;
-    void open_temporary();
-    void close();
-
-    std::filesystem::path file, place, temporary; // as named, without links, until finished
+    new_file file;
     SF_INFO info;
     SNDFILE *out = nullptr;
     sf_count_t written = 0;

@@ -41,6 +41,7 @@ static void check_class(const score &from, const object_box &box)
 std::vector<t_object *> make_objects(const score &from)
 {
     std::vector<t_object *> made;
+    host::set_time(clock_start_ms);
     for (const object_box &box : from.objects) {
         check_class(from, box);
         t_object *x = host::create(box.text);

@@ -53,10 +53,11 @@ public:
     void news()
     {
         for (const host::line &row : host::take_console())
-            add(row.ms, who(row.object) + ": " + (row.error ? "error: " : "") + row.text);
+            add(row.ms - clock_start_ms,
+                who(row.object) + ": " + (row.error ? "error: " : "") + row.text);
         for (const host::number &n : host::take_numbers())
-            add(n.ms, who(n.object) + ": outlet " + std::to_string(n.outlet) + ": " +
-                          std::to_string(n.value));
+            add(n.ms - clock_start_ms, who(n.object) + ": outlet " + std::to_string(n.outlet) +
+                                           ": " + std::to_string(n.value));
     }
 
     void levels(double ms, const std::vector<double> &block)

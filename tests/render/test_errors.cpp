@@ -209,7 +209,11 @@ TEST_F(Errors, of_the_command_line)
     for (const std::string start : {"-1", "86400001", "nan"})
         expect_refused({"s.score", "-o", "x.wav", "--start", start},
                        "render: --start lies between 0 and 24 hours, in ms");
-    expect_refused({"s.score"}, "render: --output is required");
+    expect_refused({"s.score"}, "render: --output or --picture is required");
+    expect_refused({"s.score", "-o", "s.score"}, "render: s.score: that is the score itself");
+    expect_refused({"s.score", "-o", "x.wav", "--stereo=front"},
+                   "render: unknown law --stereo=front, known are mono, sides, quad, ring, cube, "
+                   "bformat");
     expect_refused({"-o", "x.wav"}, "render: SCORE is required");
     expect_refused({"s.score", "-o", "x.wav", "--rate", "fast"},
                    "render: --rate: Value fast not in range 1000 to 768000");
@@ -221,6 +225,24 @@ TEST_F(Errors, of_the_command_line)
                    "s.score:1: cannot make v: k.vorb~: No such object");
     expect_refused({"s.score", "-o", "x.wav", "--louder"},
                    "render: The following argument was not expected: --louder");
+}
+
+TEST_F(Errors, of_a_stereo_law_for_other_outlets)
+{
+    write("s.score", "object t through~ 3\n100 end\n");
+    expect_refused({"s.score", "-o", "x.wav", "--stereo", "--externals", TEST_EXTERNALS},
+                   "render: --stereo has no law for 3 outlets by itself: name one of mono, sides, "
+                   "quad, ring, cube, bformat");
+    expect_refused({"s.score", "-o", "x.wav", "--stereo=bformat", "--externals", TEST_EXTERNALS},
+                   "render: --stereo=bformat needs 4 outlets, the score has 3");
+    write("s.score", "object v k.vorb~ 4\n100 end\n");
+    for (const std::string law : {"ring", "cube"}) {
+        run({"s.score", "-o", "x.wav", "--stereo=" + law});
+        EXPECT_EQ(last.status, 2);
+        EXPECT_NE(last.err.find("render: --stereo=" + law + " needs 8 outlets, the score has 4\n"),
+                  std::string::npos)
+            << last.err;
+    }
 }
 
 TEST_F(Errors, a_score_may_not_eat_its_own_sound)

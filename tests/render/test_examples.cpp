@@ -1,42 +1,11 @@
 // The examples sound as their opening comments say.
-#include "workshop.h"
+#include "examples.h"
 
 #include <algorithm>
 #include <cmath>
-#include <fstream>
 #include <sstream>
 
 namespace fs = std::filesystem;
-
-class Examples : public workshop {
-protected:
-    recording play(const std::string &name)
-    {
-        const fs::path score = fs::path(EXAMPLES) / (name + ".score");
-        EXPECT_EQ(run({score.string(), "-o", "x.wav"}).status, 0) << last.err;
-        EXPECT_EQ(last.err.find("error"), std::string::npos) << last.err;
-        const recording heard = listen(folder / "x.wav");
-        for (const channel &x : heard.channels) {
-            EXPECT_TRUE(std::all_of(x.begin(), x.end(), [](double v) { return std::isfinite(v); }));
-            EXPECT_LT(peak(x), 0.75) << "no clipping, and some room";
-        }
-        return heard;
-    }
-
-    /// The lines of an example that begin with a time.
-    static std::vector<std::pair<double, std::string>> events(const std::string &name)
-    {
-        std::ifstream in(fs::path(EXAMPLES) / (name + ".score"));
-        std::vector<std::pair<double, std::string>> found;
-        for (std::string line; std::getline(in, line);) {
-            std::istringstream words(line);
-            double ms;
-            std::string rest;
-            if (words >> ms && std::getline(words >> std::ws, rest)) found.emplace_back(ms, rest);
-        }
-        return found;
-    }
-};
 
 TEST_F(Examples, voice_sings_the_pitch_of_its_signal)
 {
@@ -182,7 +151,7 @@ TEST_F(Examples, stretch_speaks_the_word_eight_times_more_slowly)
 {
     const recording heard = play("stretch");
     ASSERT_EQ(heard.channels.size(), 2u);
-    const recording word = listen(fs::path(EXAMPLES).parent_path() / "media" / "word.wav");
+    const recording word = listen(fs::path(MEDIA) / "word.wav");
     ASSERT_EQ(word.rate, 44100);
 
     // What sounds at a time began in the 100 ms before it: on average at the place of 50 ms ago,

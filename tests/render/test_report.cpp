@@ -57,9 +57,9 @@ TEST_F(Report, silence_for_want_of_a_buffer_is_explained)
 TEST_F(Report, help_shows_every_option_and_an_example)
 {
     EXPECT_EQ(run({"--help"}).status, 0);
-    for (const char *word :
-         {"SCORE", "--output", "--format", "--rate", "--vector", "--start", "--externals",
-          "signal off", "render examples/choir.score -o choir.wav"})
+    for (const char *word : {"SCORE", "--output", "--format", "--rate", "--vector", "--start",
+                             "--externals", "--stereo", "--picture", "--picture-top", "signal off",
+                             "render examples/choir.score -o choir.wav"})
         EXPECT_NE(last.out.find(word), std::string::npos) << word;
     EXPECT_EQ(last.err, "");
 }
