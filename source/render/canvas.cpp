@@ -118,5 +118,10 @@ bool canvas::write_png(int descriptor)
     if (const cairo_status_t wrong = cairo_status(on()))
         throw std::runtime_error(std::string("the picture cannot be drawn: ") +
                                  cairo_status_to_string(wrong));
-    return !cairo_surface_write_to_png_stream(surface.get(), write_all, &descriptor);
+    const cairo_status_t status =
+        cairo_surface_write_to_png_stream(surface.get(), write_all, &descriptor);
+    if (status && status != CAIRO_STATUS_WRITE_ERROR)
+        throw std::runtime_error(std::string("the picture cannot be written: ") +
+                                 cairo_status_to_string(status));
+    return !status;
 }

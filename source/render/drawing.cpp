@@ -1,6 +1,8 @@
 // Draws what was seen of a sound: waveforms, spectrogram, mean spectrum.
 #include "drawing.h"
 
+#include "level.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -152,12 +154,9 @@ static void draw_mean(canvas &c, const sight &seen, const layout &l, const axis 
 
 static void draw_notes(canvas &c, const sight &seen, const layout &l)
 {
-    const double most = deviation(seen.lanes);
-    char peak[64] = "silent";
-    if (most > 0) std::snprintf(peak, sizeof peak, "peak %.1f dBFS", 20 * std::log10(most));
     double y = l.notes.y + 5;
     for (const std::string &note :
-         {seen.words.settings, std::string(peak),
+         {seen.words.settings, peak_words(deviation(seen.lanes)),
           std::string("0 dB: a full-scale sine in one channel"),
           std::string("powers of channels are added"), std::string("Hann windows of 46 ms")}) {
         c.text(l.notes.x, y, align::left, small, note);

@@ -69,7 +69,7 @@ const law &for_outlets(int outlets)
 
 const std::vector<ears> &fold_law(const std::string &name, int outlets)
 {
-    const law &found = name.empty() ? for_outlets(outlets) : named(name);
+    const law &found = name == "auto" ? for_outlets(outlets) : named(name);
     if (found.rows.size() > static_cast<size_t>(outlets))
         throw bad_input("--stereo=" + name + " needs " + std::to_string(found.rows.size()) +
                         " outlets, the score has " + std::to_string(outlets));

@@ -8,7 +8,7 @@
 /// What one outlet gives to the left and to the right ear.
 using ears = std::array<double, 2>;
 
-/// One row per outlet, by the name of a law; by the empty name, the law that the number of outlets
+/// One row per outlet, by the name of a law; by the name auto, the law that the number of outlets
 /// asks for. Outlets beyond the rows are left out. Throws bad_input when they do not go together.
 const std::vector<ears> &fold_law(const std::string &name, int outlets);
 

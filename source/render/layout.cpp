@@ -37,7 +37,9 @@ std::vector<mark> marks(const axis &a, int most)
     std::vector<mark> found;
     for (double k = std::ceil(a.low / step - 1e-9); k * step <= a.high + step * 1e-9; ++k) {
         char label[32];
-        std::snprintf(label, sizeof label, "%.*f", decimals, k * step + 0.0); // no minus at 0
+        const double value = k * step + 0.0; // no minus at 0
+        std::snprintf(label, sizeof label, std::abs(a.high) < 1e5 ? "%.*f" : "%.*g",
+                      std::abs(a.high) < 1e5 ? decimals : 3, value);
         found.push_back({k * step, label});
     }
     return found;

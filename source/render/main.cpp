@@ -8,15 +8,31 @@
 
 #include <csignal>
 #include <cstdio>
+#include <fcntl.h>
+#include <unistd.h>
 
 static volatile std::sig_atomic_t interrupted = 0;
 
-/// A disk quota and a closed pipe show as failed writes, an interrupt as a failed render: all must
-/// still remove the temporary file.
-static void keep_signals_quiet()
+/// A standard stream that is closed would lend its number to the next file, and what is printed
+/// would end up in there.
+static void open_standard_streams()
+{
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        if (fcntl(stream, F_GETFD) < 0) open("/dev/null", O_RDWR);
+}
+
+/// A disk quota and a closed pipe then show as failed writes, which remove the temporary file.
+static void keep_failed_writes_quiet()
 {
     for (const int s : {SIGXFSZ, SIGPIPE}) std::signal(s, SIG_IGN);
-    for (const int s : {SIGINT, SIGTERM, SIGHUP}) std::signal(s, [](int) { interrupted = 1; });
+}
+
+/// From here on an interrupt must remove temporary files. One that is ignored already, as under
+/// nohup, stays so.
+static void catch_interrupts()
+{
+    for (const int s : {SIGINT, SIGTERM, SIGHUP})
+        if (std::signal(s, SIG_IGN) != SIG_IGN) std::signal(s, [](int) { interrupted = 1; });
 }
 
 static void stop_at_faults()
@@ -35,6 +51,7 @@ static void render(const options &o)
     const std::vector<t_object *> objects = make_objects(notes);
     check_events(notes, objects);
     player playing(notes, sounds, objects, o.rate, o.vector);
+    catch_interrupts();
     outputs files(o, sounds, playing.channels());
     report news(notes, objects);
     while (!playing.finished()) {
@@ -71,7 +88,8 @@ static int failed(const char *before, const std::exception &wrong, int status)
 
 int main(int argc, char **argv)
 {
-    keep_signals_quiet();
+    open_standard_streams();
+    keep_failed_writes_quiet();
     try {
         if (const auto o = read_options(argc, argv)) render(*o);
         check_standard_output();

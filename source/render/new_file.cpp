@@ -34,7 +34,7 @@ static mode_t permissions(const fs::path &file)
 new_file::new_file(const fs::path &wanted) : file(wanted), place(behind_links(wanted))
 {
     check_place();
-    std::string name = place.string() + ".XXXXXX";
+    std::string name = place.parent_path() / ".render.XXXXXX";
     opened = mkstemp(name.data());
     if (opened < 0) fail(std::strerror(errno));
     temporary = name;

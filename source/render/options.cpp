@@ -36,43 +36,45 @@ still sounds ten minutes after them is refused: it needs an end line.)";
 static const char footer[] = R"(Example:
   render examples/choir.score -o choir.wav
 
-With --stereo each outlet goes to both ears by the law that their number chooses,
-or by another:
+With --stereo each outlet goes to both ears by the law that their number chooses
+(auto), or by another:
   mono, sides  1 outlet, to both; 2, as they are
   quad         4 or 6: loudspeakers at -45, 45, 135 and 225 degrees
   ring         10: a ring of eight, its first two at -22.5 and 22.5 degrees
   cube         the eight corners of `direction` and `polar`
   bformat      W, X, Y, Z as two cardioids that face left and right
-A loudspeaker at azimuth A goes left by the cosine and right by the sine of
-45 degrees * (1 + sin A), lowered by 3 dB (cube: 6) as loudspeakers of one side
-add up. The sends, outlets 5 and 6 or 9 and 10, are left out.
+Outlets that a law does not name, such as sends, are left out.
 
 A picture is scaled so that a full-scale sine in one channel is 0 dB; its time is
 that of the score. Its windows of 46 ms part the harmonics of a voice from 80 Hz.
 
-Exit status: 0 done, 2 the score or the command line is wrong, 1 anything else.)";
+Exit status: 0 done, 2 the score, the command line or a file is at fault, 1
+anything else.)";
 
 std::optional<options> read_options(int argc, char **argv)
 {
     options o;
-    o.externals = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "../externals";
     CLI::App app(description, "render");
     app.footer(footer);
     app.add_option("SCORE", o.score, "the score to play")->required();
-    app.add_option("-o,--output", o.output,
-                   "the sound file to write; its ending chooses the kind: " + format_endings());
-    app.add_option("--picture", o.picture,
-                   "the .png file to draw the sound in: waveforms, spectrogram and mean spectrum");
+    CLI::Option *output =
+        app.add_option("-o,--output", o.output,
+                       "the sound file to write; its ending chooses the kind: " + format_endings());
+    CLI::Option *picture = app.add_option(
+        "--picture", o.picture,
+        "the .png file to draw the sound in: waveforms, spectrogram and mean spectrum");
     app.add_option("--picture-top", o.picture_top, "the highest frequency of the picture, in Hz")
         ->check(CLI::Range(100, 384000))
+        ->needs(picture)
         ->capture_default_str();
     app.add_flag(
-        "--stereo{}", o.stereo,
+        "--stereo{auto}", o.stereo,
         "fold the outlets down to two channels, for headphones; --stereo=LAW names a law: " +
             fold_names());
     app.add_option("--format", o.format,
                    "how samples are stored: " + format_words() +
-                       "; by default the first of these that the kind of file takes");
+                       "; by default the first of these that the kind of file takes")
+        ->needs(output);
     app.add_option("--rate", o.rate, "sample rate in Hz")
         ->check(CLI::Range(1000, 768000))
         ->capture_default_str();
@@ -84,8 +86,9 @@ std::optional<options> read_options(int argc, char **argv)
     app.add_option("--start", o.start_ms,
                    "write only what sounds from this time on, in ms, up to 24 hours")
         ->capture_default_str();
-    app.add_option("--externals", o.externals, "the folder with the externals")
-        ->check(CLI::ExistingDirectory);
+    CLI::Option *externals =
+        app.add_option("--externals", o.externals, "the folder with the externals")
+            ->check(CLI::ExistingDirectory);
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp &) {
@@ -94,6 +97,9 @@ std::optional<options> read_options(int argc, char **argv)
     } catch (const CLI::ParseError &wrong) {
         throw bad_input(wrong.what());
     }
+    if (!externals->count())
+        o.externals =
+            std::filesystem::read_symlink("/proc/self/exe").parent_path() / "../externals";
     if (!(o.start_ms >= 0 && o.start_ms <= longest_ms))
         throw bad_input("--start lies between 0 and 24 hours, in ms");
     for (const char *name : {"--output", "--picture"})

@@ -13,7 +13,7 @@ struct options {
     int vector = 64;
     double start_ms = 0;
     int picture_top = 8000;            // Hz
-    std::optional<std::string> stereo; // a law's name; empty: by the outlets
+    std::optional<std::string> stereo; // a law's name; auto: by the outlets
 };
 
 /// None when only help was wanted, which it then has shown. Throws bad_input.

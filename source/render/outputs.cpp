@@ -45,7 +45,7 @@ caption outputs::words(const options &o) const
 {
     caption c{fs::path(o.score).filename().string(), std::to_string(o.rate) + " Hz", {}};
     if (law) {
-        c.settings += ", folded to stereo" + (o.stereo->empty() ? "" : ": " + *o.stereo);
+        c.settings += ", folded to stereo" + (*o.stereo == "auto" ? "" : ": " + *o.stereo);
         c.lane_names = {"left", "right"};
     } else
         for (int k = 1; k <= outlets; ++k) c.lane_names.push_back("outlet " + std::to_string(k));
@@ -56,7 +56,8 @@ void outputs::write(const std::vector<double> &block, double ms)
 {
     if (!written) first_ms = ms;
     written += static_cast<long>(block.size()) / outlets;
-    const std::vector<double> &heard = law ? folded = fold(block, outlets, *law) : block;
+    if (law) folded = fold(block, outlets, *law);
+    const std::vector<double> &heard = law ? folded : block;
     for (const double v : heard) loudest = std::max(loudest, std::abs(v));
     if (sound) sound->write(heard);
     if (drawn) drawn->write(heard);

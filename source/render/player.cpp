@@ -2,7 +2,7 @@
 #include "player.h"
 
 #include "failure.h"
-#include "stage.h"
+#include "news.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,10 +1,10 @@
 // What the user sees while a score renders.
 #include "report.h"
 
-#include "stage.h"
+#include "level.h"
+#include "news.h"
 
 #include <algorithm>
-#include <cmath>
 #include <unistd.h>
 
 report::report(const score &played, const std::vector<t_object *> &made)
@@ -19,24 +19,11 @@ report::~report()
     erase_bar();
 }
 
-std::string report::who(const t_object *x) const
-{
-    const auto found = std::find(objects.begin(), objects.end(), x);
-    if (found == objects.end()) return "";
-    return " " + notes.objects[static_cast<size_t>(found - objects.begin())].name;
-}
-
 void report::host_news()
 {
-    for (const host::line &row : host::take_console()) {
+    for (const news &n : take_news(notes, objects)) {
         erase_bar();
-        std::fprintf(stderr, "%.3f ms%s: %s%s\n", row.ms - clock_start_ms, who(row.object).c_str(),
-                     row.error ? "error: " : "", row.text.c_str());
-    }
-    for (const host::number &n : host::take_numbers()) {
-        erase_bar();
-        std::fprintf(stderr, "%.3f ms%s: outlet %d: %lld\n", n.ms - clock_start_ms,
-                     who(n.object).c_str(), n.outlet, static_cast<long long>(n.value));
+        std::fprintf(stderr, "%.3f ms%s\n", n.ms, n.text.c_str());
     }
 }
 
@@ -70,11 +57,9 @@ void report::closing(const std::string &file, double seconds, int channels, doub
                      bool clipped)
 {
     erase_bar();
-    char level[64] = "silent";
-    if (peak > 0) std::snprintf(level, sizeof level, "peak %.1f dBFS", 20 * std::log10(peak));
     const char *loud = peak <= 1 ? "" : clipped ? " (clipped)" : " (above full scale)";
     std::printf("%s: %.3f s, %d channel%s, %s%s, %.0f times real time\n", file.c_str(), seconds,
-                channels, channels > 1 ? "s" : "", level, loud,
+                channels, channels > 1 ? "s" : "", peak_words(peak).c_str(), loud,
                 seconds / std::max(elapsed(), 1e-6));
 }
 

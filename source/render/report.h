@@ -23,7 +23,6 @@ public:
     void missing_buffers(const std::vector<std::string> &names);
 
 private:
-    std::string who(const t_object *x) const;
     double elapsed() const;
     void erase_bar();
 

@@ -2,6 +2,7 @@
 #include "stage.h"
 
 #include "failure.h"
+#include "news.h"
 #include "words.h"
 
 #include <algorithm>

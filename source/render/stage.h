@@ -6,14 +6,10 @@
 
 #include <host.h>
 
-/// What the host's clock shows when a score begins: in the first second of a clock, objects that
-/// limit the rate of their warnings would keep them to themselves.
-constexpr double clock_start_ms = 10000;
-
 /// Reads every sound that the score names. Throws bad_input.
 sound_shelf load_sounds(const score &from);
 
-/// Sets the clock and makes the objects of a score, in its order. Throws bad_input.
+/// Sets the clock to the start, and makes the objects of a score, in its order. Throws bad_input.
 std::vector<t_object *> make_objects(const score &from);
 
 /// Throws bad_input for the first event that cannot happen: a buffer to remove that is not there,

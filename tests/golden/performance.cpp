@@ -1,6 +1,7 @@
 // Playing a score and writing down what happens.
 #include "performance.h"
 
+#include "news.h"
 #include "player.h"
 #include "stage.h"
 #include "words.h"
@@ -52,12 +53,7 @@ public:
 
     void news()
     {
-        for (const host::line &row : host::take_console())
-            add(row.ms - clock_start_ms,
-                who(row.object) + ": " + (row.error ? "error: " : "") + row.text);
-        for (const host::number &n : host::take_numbers())
-            add(n.ms - clock_start_ms, who(n.object) + ": outlet " + std::to_string(n.outlet) +
-                                           ": " + std::to_string(n.value));
+        for (const ::news &n : take_news(notes, objects)) add(n.ms, n.text);
     }
 
     void levels(double ms, const std::vector<double> &block)
@@ -77,13 +73,6 @@ private:
     void add(double ms, const std::string &what)
     {
         result.transcript.push_back(time_of(ms) + what);
-    }
-
-    std::string who(const t_object *x) const
-    {
-        const auto found = std::find(objects.begin(), objects.end(), x);
-        if (found == objects.end()) return "";
-        return " " + notes.objects[static_cast<size_t>(found - objects.begin())].name;
     }
 
     const score &notes;

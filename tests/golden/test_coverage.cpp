@@ -51,13 +51,10 @@ private:
             if (const auto *s = std::get_if<signal_change>(&e.what))
                 sent.insert("signal " + std::to_string(s->inlet));
         }
-        for (const auto &[path, sound] : load_sounds(notes))
-            for (const object_box &box : notes.objects) {
-                const host::atoms atoms = host::parse(box.text);
-                if (atoms.size() > 1 && atoms[1].a_type == A_LONG)
-                    layouts.insert(std::to_string(atoms[1].a_w.w_long) + " " +
-                                   std::to_string(sound.channels));
-            }
+        const sound_shelf sounds = load_sounds(notes);
+        if (notes.objects.size() == 1 && sounds.size() == 1) // else who knows who plays what
+            layouts.insert(std::string(words_of(notes.objects[0].text)[1]) + " " +
+                           std::to_string(sounds.begin()->second.channels));
         if (const auto kept = read_golden(file))
             for (const std::string &line : kept->transcript) transcripts += line + '\n';
     }

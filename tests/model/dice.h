@@ -4,13 +4,19 @@
 #include <cstdint>
 #include <cstdlib>
 #include <random>
+#include <stdexcept>
+#include <string>
 #include <vector>
 
 /// What the environment says, or what is usual.
 inline std::uint64_t chosen(const char *variable, std::uint64_t usual)
 {
     const char *wanted = std::getenv(variable);
-    return wanted ? std::strtoull(wanted, nullptr, 10) : usual;
+    if (!wanted) return usual;
+    char *end = nullptr;
+    const std::uint64_t number = std::strtoull(wanted, &end, 10);
+    if (*end || number == 0) throw std::invalid_argument(variable + std::string("=") + wanted);
+    return number;
 }
 
 class dice {

@@ -64,7 +64,9 @@ static void limit_files(long bytes)
                        freopen((streams / "err").c_str(), "w", stderr) &&
                        (error_stream < 0 || dup2(error_stream, STDERR_FILENO) >= 0);
     if (around.largest_file) limit_files(around.largest_file);
-    std::signal(SIGPIPE, SIG_DFL); // whatever the tests were started from
+    for (const int s : {SIGPIPE, SIGHUP, SIGINT, SIGTERM}) // whatever the tests were started from
+        std::signal(s, s == around.ignored ? SIG_IGN : SIG_DFL);
+    for (int stream = 0; around.closed && stream < 3; ++stream) close(stream);
     if (ready) execv(RENDER_PROGRAM, argv.data());
     _exit(127);
 }

@@ -18,6 +18,8 @@ struct circumstances {
     std::string out;       // where standard output goes, in place of outcome::out
     bool terminal = false; // standard error is a terminal
     bool deaf = false;     // standard error is a pipe that nobody reads
+    bool closed = false;   // the standard streams are closed
+    int ignored = 0;       // a signal that is ignored, as SIGHUP under nohup
 };
 
 /// In a folder, which relative names then start from.

@@ -210,6 +210,10 @@ TEST_F(Errors, of_the_command_line)
         expect_refused({"s.score", "-o", "x.wav", "--start", start},
                        "render: --start lies between 0 and 24 hours, in ms");
     expect_refused({"s.score"}, "render: --output or --picture is required");
+    expect_refused({"s.score", "-o", "x.wav", "--picture-top", "5000"},
+                   "render: --picture-top requires --picture");
+    expect_refused({"s.score", "--picture", "x.png", "--format", "pcm16"},
+                   "render: --format requires --output");
     expect_refused({"s.score", "-o", "s.score"}, "render: s.score: that is the score itself");
     expect_refused({"s.score", "-o", "x.wav", "--stereo=front"},
                    "render: unknown law --stereo=front, known are mono, sides, quad, ring, cube, "

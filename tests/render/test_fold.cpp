@@ -30,8 +30,8 @@ static std::vector<double> panned(double azimuth, double first, double spacing, 
 
 TEST(Fold, one_outlet_goes_to_both_sides_and_two_stay)
 {
-    EXPECT_EQ(heard(fold_law("", 1), {0.3}), (ears{0.3, 0.3}));
-    EXPECT_EQ(heard(fold_law("", 2), {0.3, -0.7}), (ears{0.3, -0.7}));
+    EXPECT_EQ(heard(fold_law("auto", 1), {0.3}), (ears{0.3, 0.3}));
+    EXPECT_EQ(heard(fold_law("auto", 2), {0.3, -0.7}), (ears{0.3, -0.7}));
 }
 
 TEST(Fold, every_loudspeaker_has_constant_power_and_its_mirror_image)
@@ -56,18 +56,18 @@ TEST(Fold, every_loudspeaker_has_constant_power_and_its_mirror_image)
 
 TEST(Fold, four_loudspeakers_stand_at_45_degrees_front_and_back)
 {
-    const auto &law = fold_law("", 4);
+    const auto &law = fold_law("auto", 4);
     // the sine of -45 degrees, as an angle between 0 for left and 90 degrees for right: 13.18
     EXPECT_NEAR(law[0][0] / law[0][1], 1 / std::tan(radians(13.1802)), 1e-4);
     EXPECT_NEAR(law[0][0], law[3][0], 1e-12) << "back left";
     EXPECT_NEAR(law[1][0], law[2][0], 1e-12) << "back right";
-    EXPECT_EQ(&law, &fold_law("", 6)) << "outlets 5 and 6 are sends";
+    EXPECT_EQ(&law, &fold_law("auto", 6)) << "outlets 5 and 6 are sends";
     EXPECT_EQ(heard(law, {0, 0, 0, 0, 1, 1}), (ears{0, 0}));
 }
 
 TEST(Fold, a_ring_of_eight_runs_clockwise_from_the_front_left)
 {
-    const auto &law = fold_law("", 10);
+    const auto &law = fold_law("auto", 10);
     std::vector<double> right;
     for (const ears &e : law) right.push_back(e[1]);
     EXPECT_TRUE(right[7] < right[0] && right[0] < right[1] && right[1] < right[2]);

@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 class Interrupts : public workshop {
@@ -30,6 +31,34 @@ TEST_F(Interrupts, leave_nothing)
         EXPECT_TRUE(said("\nrender: interrupted\n")) << last.err;
         EXPECT_EQ(inventory(), before);
     }
+}
+
+TEST_F(Interrupts, that_are_ignored_from_outside_stay_so)
+{
+    write("hour.score", "object v k.vorb~\n3600000 end\n");
+    circumstances around;
+    around.interrupted_after_ms = 100;
+    around.interrupt = around.ignored = SIGHUP;
+    EXPECT_EQ(run({"hour.score", "-o", "x.flac", "--rate", "8000"}, around).status, 0);
+}
+
+TEST_F(Interrupts, end_a_score_that_never_comes)
+{
+    ASSERT_EQ(mkfifo((folder / "pipe.score").c_str(), 0600), 0);
+    circumstances around;
+    around.interrupted_after_ms = 300;
+    EXPECT_EQ(run({"pipe.score", "-o", "x.wav"}, around).status, -1);
+}
+
+TEST_F(Interrupts, closed_standard_streams_end_up_in_no_file)
+{
+    ASSERT_EQ(run({"short.score", "-o", "open.wav", "--picture", "open.png"}).status, 0);
+    circumstances around;
+    around.closed = true;
+    EXPECT_EQ(run({"short.score", "-o", "closed.wav", "--picture", "closed.png"}, around).status,
+              0);
+    EXPECT_EQ(text_of("open.wav"), text_of("closed.wav"));
+    EXPECT_EQ(text_of("open.png"), text_of("closed.png"));
 }
 
 TEST_F(Interrupts, by_a_reader_who_left_do_not_end_the_render)

@@ -45,6 +45,7 @@ TEST(Layout, axes_are_marked_at_round_values)
     EXPECT_EQ(labels(-0.5, 0.5, 2), "-0.5 0.0 0.5 ");
     EXPECT_EQ(labels(0, 0.00145, 3), "0.0000 0.0005 0.0010 ");
     EXPECT_EQ(labels(0, 86400, 5), "0 20000 40000 60000 80000 ");
+    EXPECT_EQ(labels(-5e37, 5e37, 2), "-5e+37 0 5e+37 ");
 }
 
 TEST(Layout, marks_stand_where_their_values_are)

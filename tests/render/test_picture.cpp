@@ -85,7 +85,7 @@ TEST_F(Picture, shows_a_full_scale_sine_at_its_frequency_in_the_colour_of_0_dB)
         EXPECT_LT(difference(pixel(at, l.spectrogram.y + 10), level_colour(0)), 0.1) << x;
     }
     EXPECT_EQ(inventory(), "half.wav quarter.wav s.png s.score sine.wav") << "no sound file";
-    EXPECT_EQ(last.out.find("s.png: 1.001 s, 2 channels, peak -0.0 dBFS"), 0u) << last.out;
+    EXPECT_EQ(last.out.find("s.png: 1.001 s, 2 channels, peak 0.0 dBFS"), 0u) << last.out;
 }
 
 TEST_F(Picture, shows_each_outlet_in_its_lane_and_time)

@@ -1,9 +1,8 @@
 // Fogs started by hand, from control inputs made by hand.
 #pragma once
 
+#include "dice.h"
 #include "session.h"
-
-#include <random>
 
 constexpr double pi = 3.14159265358979323846;
 
@@ -38,11 +37,7 @@ inline std::int64_t samples_until(double end, double x, double sp)
 
 class fog : public session {
 protected:
-    static double random(double low, double high)
-    {
-        static std::mt19937 bits(20240607);
-        return low + (high - low) * (double(bits()) / 4294967296.0);
-    }
+    double random(double low, double high) { return numbers.between(low, high); }
 
     /// Starts a fog as a phasor does, `time` seconds after the exact instant.
     static const vorb_fog &start(vorb *x, double time, std::int64_t index = 0)
@@ -50,4 +45,7 @@ protected:
         vorb_trigger(x, index, time);
         return *x->pool.used;
     }
+
+private:
+    dice numbers{20240607};
 };

@@ -73,35 +73,35 @@ static void vorb_apply_law(vorb *x, const vorb_pan_law &p, long argc, t_atom *ar
 
 // clang-format off
 static const vorb_pan_law
-    p_pan = {"pan", "amplitude (message pan)", vorb_place_pan, 1,
+    law_pan = {"pan", "amplitude (message pan)", vorb_place_pan, 1,
              {{"pan (message pan)", -1, 1, 0}}},
-    p_pan8 = {"pan8", "amplitude (message pan8)", vorb_place_pan8, 1,
+    law_pan8 = {"pan8", "amplitude (message pan8)", vorb_place_pan8, 1,
               {{"pan (message pan8)", -k_open, k_open, 0}}},
-    p_panb = {"panb", "amplitude (message panb)", vorb_place_panb, 2,
+    law_panb = {"panb", "amplitude (message panb)", vorb_place_panb, 2,
               {{"azimuth (message panb)", -k_open, k_open, 0},
                {"elevation (message panb)", -k_open, k_open, 0}}},
-    p_angle = {"angle", "amplitude (message angle)", vorb_place_angle, 1,
+    law_angle = {"angle", "amplitude (message angle)", vorb_place_angle, 1,
                {{"angle (message angle)", -k_open, k_open, 0}}};
 // clang-format on
 
 void vorb_pan(vorb *x, t_symbol *, long argc, t_atom *argv)
 {
-    vorb_apply_law(x, p_pan, argc, argv);
+    vorb_apply_law(x, law_pan, argc, argv);
 }
 
 void vorb_pan8(vorb *x, t_symbol *, long argc, t_atom *argv)
 {
-    vorb_apply_law(x, p_pan8, argc, argv);
+    vorb_apply_law(x, law_pan8, argc, argv);
 }
 
 void vorb_panb(vorb *x, t_symbol *, long argc, t_atom *argv)
 {
-    vorb_apply_law(x, p_panb, argc, argv);
+    vorb_apply_law(x, law_panb, argc, argv);
 }
 
 void vorb_angle(vorb *x, t_symbol *, long argc, t_atom *argv)
 {
-    vorb_apply_law(x, p_angle, argc, argv);
+    vorb_apply_law(x, law_angle, argc, argv);
 }
 
 // ---- The cube -----------------------------------------------------------------------------------
@@ -144,12 +144,12 @@ static void vorb_place_polar(double *slots, const double *p)
 
 // clang-format off
 static const vorb_cube_law
-    p_direction = {"direction", "x, y, or z out of range [-1,1]", vorb_place_direction, 4, 3,
+    cube_direction = {"direction", "x, y, or z out of range [-1,1]", vorb_place_direction, 4, 3,
                    {{"x (message direction)", -1, 1, 0},
                     {"y (message direction)", -1, 1, 0},
                     {"z (message direction)", -1, 1, 0},
                     {"d (message direction)", -k_open, k_open, 0}}},
-    p_polar = {"polar", "az [-180,180] or el [-90,90] out of range", vorb_place_polar, 3, 2,
+    cube_polar = {"polar", "az [-180,180] or el [-90,90] out of range", vorb_place_polar, 3, 2,
                {{"azimuth (message polar)", -180, 180, 0},
                 {"elevation (message polar)", -90, 90, 0},
                 {"distance (message polar)", -k_open, k_open, 0}}};
@@ -157,12 +157,12 @@ static const vorb_cube_law
 
 void vorb_direction(vorb *x, t_symbol *, long argc, t_atom *argv)
 {
-    vorb_apply_cube(x, p_direction, argc, argv);
+    vorb_apply_cube(x, cube_direction, argc, argv);
 }
 
 void vorb_polar(vorb *x, t_symbol *, long argc, t_atom *argv)
 {
-    vorb_apply_cube(x, p_polar, argc, argv);
+    vorb_apply_cube(x, cube_polar, argc, argv);
 }
 
 // ---- By hand ------------------------------------------------------------------------------------
