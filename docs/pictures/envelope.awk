@@ -15,7 +15,7 @@ BEGIN {
         line(at(ms), base, at(ms), base + 5, "black")
         text(at(ms), base + 20, ms, "middle")
     }
-    text(at(46), base - 8, "ms since the onset", "end")
+    text(at(46), base - 8, "ms since the onset", "end"); text(left - 12, base - high / 2, "level", "end")
     text(at(13), base - high * decay(13) - 22, "bw: this curve is exp(-&#960; &#183; bw &#183; t), here bw = " bw " Hz", "start")
     arrow(0, tex, 290, "tex " tex)
     arrow(debatt, debatt + atten, 290, "atten " atten)

@@ -15,6 +15,7 @@ std::vector<news> take_news(const score &from, const std::vector<t_object *> &ob
     for (const host::line &row : host::take_console())
         add(row.ms, row.object, (row.error ? "error: " : "") + row.text);
     for (const host::number &n : host::take_numbers())
-        add(n.ms, n.object, "outlet " + std::to_string(n.outlet) + ": " + std::to_string(n.value));
+        add(n.ms, n.object,
+            "outlet " + std::to_string(n.outlet + 1) + ": " + std::to_string(n.value));
     return all;
 }

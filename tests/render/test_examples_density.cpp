@@ -18,7 +18,7 @@ protected:
             double ms;
             char who[32];
             int number;
-            if (std::sscanf(line.c_str(), "%lf ms %31[^:]: outlet 1: %d", &ms, who, &number) != 3 ||
+            if (std::sscanf(line.c_str(), "%lf ms %31[^:]: outlet 2: %d", &ms, who, &number) != 3 ||
                 who != object)
                 continue;
             // Events take effect at the first block that starts at or after their time.

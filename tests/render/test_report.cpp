@@ -13,12 +13,12 @@ TEST_F(Report, console_rows_and_numbers_carry_the_time_of_their_block)
     render(sounding + "0 v 0 usedfogs\n100 v 0 bang\n100 v 0 usedfogs\n150 v 0 tex -5\n"
                       "400 v 0 freefogs\n500 end\n");
     const auto has = [&](const char *line) { return last.err.find(line) != std::string::npos; };
-    EXPECT_TRUE(has("0.000 ms v: outlet 2: 0\n")) << last.err;
-    EXPECT_TRUE(has("\n100.136 ms v: outlet 2: 1\n")) << last.err; // block 69 of 64 frames
+    EXPECT_TRUE(has("0.000 ms v: outlet 3: 0\n")) << last.err;
+    EXPECT_TRUE(has("\n100.136 ms v: outlet 3: 1\n")) << last.err; // block 69 of 64 frames
     EXPECT_TRUE(has("\n150.930 ms v: error: k.vorb~: parameter 'tex' (-5.00e+00) out of range "
                     "[0.00e+00 .. 1.00e+38] - set to 0.00e+00\n"))
         << last.err;
-    EXPECT_TRUE(has("\n400.544 ms v: outlet 2: 5\n")) << last.err;
+    EXPECT_TRUE(has("\n400.544 ms v: outlet 3: 5\n")) << last.err;
 }
 
 TEST_F(Report, the_closing_line_tells_what_is_in_the_file)
