@@ -138,6 +138,7 @@ const double *output(const t_object *x, int outlet);
 /// One block through every instance; starts audio, or rebuilds the chain, if that is due. `frames`
 /// other than 0 overrides the number of frames handed to the perform routines (at most 8192).
 /// Outlets share memory with inlets, and hold garbage at first, unless the instance forbids it.
+/// Denormal numbers count as 0 for as long as it lasts, as on every audio thread.
 void run(long frames = 0);
 
 // ---- Buffers ------------------------------------------------------------------------------------
@@ -145,7 +146,7 @@ void run(long frames = 0);
 /// Creates a buffer~, or replaces the contents of the one of that name, and notifies its
 /// references. `samples` holds interleaved frames; its size is a multiple of `channels`.
 void set_buffer(const std::string &name, long channels, double sample_rate,
-                std::vector<float> samples);
+                const std::vector<float> &samples);
 void delete_buffer(const std::string &name);
 /// While true, the samples of this buffer cannot be locked.
 void refuse_locks(const std::string &name, bool yes);

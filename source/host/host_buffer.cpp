@@ -92,7 +92,7 @@ void notify(t_symbol *name, const char *message, buffer *sender)
 }
 
 void set_buffer(const std::string &name, long channels, double sample_rate,
-                std::vector<float> samples)
+                const std::vector<float> &samples)
 {
     if (channels < 1 || samples.size() % static_cast<size_t>(channels))
         throw error("buffer " + name + ": the samples are not whole frames");

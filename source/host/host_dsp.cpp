@@ -1,4 +1,5 @@
 // The signal chain: who plugs in where, when it is rebuilt, and one block through it.
+#include "host_denormal.h"
 #include "host_state.h"
 
 #include <algorithm>
@@ -161,6 +162,7 @@ void run(long frames)
 {
     if (frames < 0 || frames > max_frames) throw error("a block has at most 8192 frames");
     if (now.chain_stale) start_audio();
+    const flush_denormals as_audio_threads_do;
     for (const auto &x : now.instances)
         if (!x->chain.empty()) perform(*x, frames ? frames : vector_size(*x));
 }

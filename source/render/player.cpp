@@ -90,11 +90,13 @@ void player::mix()
 
 void player::listen()
 {
+    double loudest = 0;
     for (const double v : mixed) {
         if (!(std::abs(v) <= std::numeric_limits<float>::max()))
             throw std::runtime_error("an outlet's level is beyond all numbers");
-        if (std::abs(v) >= silence) heard_ms = now_ms();
+        loudest = std::max(loudest, std::abs(v));
     }
+    if (loudest >= silence) heard_ms = now_ms();
     if (!notes.end_ms && next_event == notes.events.size() && now_ms() > last_ms + patience_ms)
         throw bad_input(notes.path + ": it still sounds 10 minutes after the last event: say when "
                                      "it ends, with an end line");

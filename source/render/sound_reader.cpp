@@ -1,6 +1,7 @@
 // Reading sound files whole.
 #include "sound_reader.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -47,8 +48,11 @@ sound read_sound(const fs::path &file)
                                                           sf_close);
     if (!in) throw std::runtime_error(sf_strerror(nullptr));
 
-    // In steps: the length that a header claims may be wrong by gigabytes.
+    // In steps: the length that a header claims may be wrong by gigabytes. It is believed as far as
+    // the file has room for samples of a byte.
     sound result{info.channels, static_cast<double>(info.samplerate), {}};
+    const auto most = static_cast<sf_count_t>(fs::file_size(file)) / info.channels;
+    result.samples.reserve(static_cast<size_t>(std::min(info.frames, most) * info.channels));
     constexpr sf_count_t step = 1 << 16;
     std::vector<float> some(static_cast<size_t>(step * info.channels));
     while (const sf_count_t frames = sf_readf_float(in.get(), some.data(), step))

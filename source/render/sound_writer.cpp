@@ -5,6 +5,8 @@
 
 #include <utility>
 
+static constexpr size_t batch = 1 << 14; // samples
+
 sound_writer::sound_writer(const std::filesystem::path &wanted, const SF_INFO &wanted_info)
     : file(wanted), info(wanted_info)
 {
@@ -22,14 +24,22 @@ sound_writer::~sound_writer()
 
 void sound_writer::write(const std::vector<double> &samples)
 {
-    const auto frames = static_cast<sf_count_t>(samples.size()) / info.channels;
-    if (sf_writef_double(out, samples.data(), frames) != frames) file.fail(sf_strerror(out));
+    waiting.insert(waiting.end(), samples.begin(), samples.end());
+    if (waiting.size() >= batch) flush();
+}
+
+void sound_writer::flush()
+{
+    const auto frames = static_cast<sf_count_t>(waiting.size()) / info.channels;
+    if (sf_writef_double(out, waiting.data(), frames) != frames) file.fail(sf_strerror(out));
+    waiting.clear();
     written += frames;
     if (!has_room(info, written)) file.fail("the format ends at 4 GB, .caf and .w64 do not");
 }
 
 void sound_writer::close()
 {
+    flush();
     const int error = sf_error(out);
     const int closing = sf_close(std::exchange(out, nullptr));
     if (error || closing) file.fail(sf_error_number(error ? error : closing));

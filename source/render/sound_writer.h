@@ -23,8 +23,11 @@ public:
     const std::filesystem::path &destination() const { return file.destination(); }
 
 private:
+    void flush();
+
     new_file file;
     SF_INFO info;
     SNDFILE *out = nullptr;
+    std::vector<double> waiting; // a visit to the file costs as much as many blocks
     sf_count_t written = 0;
 };

@@ -1,4 +1,5 @@
 // Blocks of audio: who takes part, with which settings and connections, and in which memory.
+#include "host_denormal.h"
 #include "probe.h"
 
 #include <algorithm>
@@ -6,6 +7,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <limits>
+#include <stdexcept>
 
 namespace {
 
@@ -297,6 +299,41 @@ TEST_F(host_audio, a_rate_or_a_number_of_cords_beyond_sense_is_the_users_error)
         EXPECT_THROW(host::connect(x, 0, cords), host::error) << cords;
     host::run();
     EXPECT_THAT(started(), ElementsAre("44100 64: 0")) << "all as before";
+}
+
+/// Whether a denormal result and a denormal operand, each computed now, are kept.
+std::array<bool, 2> denormals_kept()
+{
+    using limits = std::numeric_limits<double>;
+    const volatile double small = limits::min(), denormal = limits::denorm_min();
+    return {small * 0.5 > 0, denormal * 1e300 > 0};
+}
+
+TEST_F(host_audio, denormals_are_0_in_a_block_and_nowhere_else)
+{
+    std::array<bool, 2> kept{};
+    acts.block = [&](probe *, double **, double **, long) { kept = denormals_kept(); };
+    acts.started = [&](probe *, const short *, double, long) {
+        EXPECT_THAT(denormals_kept(), ElementsAre(true, true)) << "the main thread's";
+    };
+    create();
+    kept = denormals_kept();
+    ASSERT_THAT(kept, ElementsAre(true, true));
+    host::run();
+    EXPECT_THAT(kept, ElementsAre(false, false));
+    EXPECT_THAT(denormals_kept(), ElementsAre(true, true));
+    const host::flush_denormals already;
+    host::run();
+    EXPECT_THAT(denormals_kept(), ElementsAre(false, false)) << "a mode of the caller's own";
+}
+
+TEST_F(host_audio, denormals_return_when_a_block_ends_early)
+{
+    acts.block = [](probe *, double **, double **, long) { throw std::runtime_error("enough"); };
+    create();
+    EXPECT_THROW(host::run(), std::runtime_error);
+    EXPECT_THAT(denormals_kept(), ElementsAre(true, true));
+    faults(); // an exception takes heap
 }
 
 } // namespace
