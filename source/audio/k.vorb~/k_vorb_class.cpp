@@ -1,5 +1,5 @@
 // The external's entry point: the class, its messages, its assistance texts.
-#include "k_vorb.h"
+#include "k_vorb_block.h"
 
 #include <cstdio>
 
@@ -87,6 +87,7 @@ extern "C" C74_EXPORT void ext_main(void *)
     };
     object_post(nullptr, "%s %s", s_vorb_name, VORB_VERSION);
     k_init_utils();
+    vorb_choose_players();
     t_class *c = class_new(s_vorb_name, (method)vorb_new, (method)vorb_free, long(sizeof(vorb)),
                            nullptr, A_GIMME, 0);
     for (const vorb_binding &b : bindings)

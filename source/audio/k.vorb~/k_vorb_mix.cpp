@@ -1,49 +1,22 @@
 // Rendering: every sounding fog, under its envelope and times its gains, into the outlets.
-#include "k_vorb.h"
+#include "k_vorb_block.h"
 
 #include <algorithm>
 #include <array>
 #include <iterator>
 
-/// What one outlet gets: a source channel and the gain slot that scales it.
-struct vorb_tap {
-    int source, slot;
-};
-
-constexpr int no_gain = -1; // the one-outlet layout has its gain in the decay already
-
-constexpr vorb_tap taps1[] = {{0, no_gain}};
-constexpr vorb_tap taps2[] = {{0, 0}, {0, 1}};
-constexpr vorb_tap taps2s[] = {{0, 0}, {1, 1}};
-constexpr vorb_tap taps4[] = {{0, 0}, {0, 1}, {0, 2}, {0, 3}};
-// Deliberate: the last two outlets are speakers of a circle for one source, aux sends for two.
-constexpr vorb_tap taps4s[] = {{0, 0}, {1, 1}, {0, 8}, {1, 9}};
-constexpr vorb_tap taps6[] = {{0, 0}, {0, 1}, {0, 2}, {0, 3}, {0, 8}, {0, 9}};
-// Deliberate: the aux sends carry the first source alone.
-constexpr vorb_tap taps6q[] = {{0, 0}, {1, 1}, {2, 2}, {3, 3}, {0, 8}, {0, 9}};
-constexpr vorb_tap taps10[] = {{0, 0}, {0, 1}, {0, 2}, {0, 3}, {0, 4},
-                               {0, 5}, {0, 6}, {0, 7}, {0, 8}, {0, 9}};
-
-template <std::size_t width>
-constexpr int vorb_count_sources(const vorb_tap (&taps)[width])
+/// The delay is not asked: a fog of three zero counts ends before its time comes.
+static bool vorb_sounds(const vorb_fog *fog)
 {
-    int sources = 0;
-    for (const vorb_tap &tap : taps) sources = std::max(sources, tap.source + 1);
-    return sources;
+    return fog->atten_count > 0 || fog->sustain > 0 || fog->tex_count > 0;
 }
 
-/// Renders one fog for one block, reading its source into the scratch blocks first.
+/// Renders one fog for one block from the scratch blocks.
 template <const auto &taps>
-static std::int32_t vorb_render(vorb_fog *fog, const std::array<double *, std::size(taps)> &out,
-                                std::int64_t n)
+static std::int32_t vorb_play(vorb_fog *fog, double *const *out, std::int64_t n)
 {
     constexpr std::size_t width = std::size(taps);
     constexpr int sources = vorb_count_sources(taps);
-    if constexpr (sources == 1) vorb_read(&fog->reader, temp1, n);
-    else if constexpr (sources == 2) vorb_read_stereo(&fog->reader, temp1, temp2, n);
-    else vorb_read_quadro(&fog->reader, temp1, temp2, temp3, temp4, n);
-    fog->reader.pos_ms += fog->reader.pos_step_ms; // once a block, also while the fog waits
-
     const double *const source[] = {temp1, temp2, temp3, temp4};
     double gain[width];
     for (std::size_t k = 0; k < width; ++k)
@@ -83,8 +56,21 @@ static std::int32_t vorb_render(vorb_fog *fog, const std::array<double *, std::s
     play(fog->sustain, [](double a) { return a; });
     play_curved(fog->atten_count, fog->atten_cos2, fog->atten_y1, fog->atten_y2);
     fog->amp = amp;
-    // The delay is not asked: a fog of three zero counts ends before its time comes.
-    return fog->atten_count > 0 || fog->sustain > 0 || fog->tex_count > 0;
+    return vorb_sounds(fog);
+}
+
+/// Reads one fog's block into the scratch blocks and renders it.
+template <const auto &taps>
+static std::int32_t vorb_render(vorb_fog *fog, const std::array<double *, std::size(taps)> &out,
+                                std::int64_t n)
+{
+    constexpr int sources = vorb_count_sources(taps);
+    if constexpr (sources == 1) vorb_read(&fog->reader, temp1, n);
+    else if constexpr (sources == 2) vorb_read_stereo(&fog->reader, temp1, temp2, n);
+    else vorb_read_quadro(&fog->reader, temp1, temp2, temp3, temp4, n);
+    fog->reader.pos_ms += fog->reader.pos_step_ms; // once a block, also while the fog waits
+
+    return vorb_play<taps>(fog, out.data(), n);
 }
 
 std::int32_t vorb_run_one1(vorb_fog *fog, double *out1, std::int64_t n)
@@ -134,60 +120,183 @@ std::int32_t vorb_run_one10(vorb_fog *fog, double *out1, double *out2, double *o
                                n);
 }
 
-/// Walks the used list, newest fog first, and frees those that `sounds` says have ended.
-template <class Sounds>
-static void vorb_walk(inputs *in, std::int64_t n, Sounds sounds)
+// ---- Every fog ----------------------------------------------------------------------------------
+
+const vorb_lanes_players *vorb_players = nullptr;
+
+void vorb_choose_players()
+{
+    vorb_players = &vorb_lanes_baseline;
+#ifdef VORB_WITH_AVX2
+    if (__builtin_cpu_supports("avx2")) vorb_players = &vorb_lanes_avx2;
+#endif
+}
+
+/// How a layout renders fogs whose sample has so many channels.
+struct vorb_kind {
+    t_atom_long channels;
+    vorb_lanes_player vorb_lanes_players::*lanes;
+    std::int32_t (*plain)(vorb_fog *fog, double *const *outs, std::int64_t n);
+};
+
+template <const auto &taps>
+constexpr vorb_kind vorb_kind_of(vorb_lanes_player vorb_lanes_players::*lanes)
+{
+    return {vorb_count_sources(taps), lanes, vorb_play<taps>};
+}
+
+/// Fogs of one kind that wait to be rendered, in the order of the list, and the buffers that they
+/// read, each locked once.
+class vorb_group {
+public:
+    vorb_group(double *const *to, std::int64_t frames) : outs(to), n(frames) {}
+    vorb_group(const vorb_group &) = delete;
+    ~vorb_group() { close(); }
+
+    /// The buffer of a reference if it is open already.
+    const vorb_source *find(const t_buffer_ref *ref) const
+    {
+        for (int k = 0; k < opened; ++k)
+            if (sources[k].ref == ref) return &sources[k];
+        return nullptr;
+    }
+
+    void add(vorb_fog *fog, const vorb_kind &fog_kind)
+    {
+        if (kind != &fog_kind || count == vorb_lanes) flush();
+        kind = &fog_kind;
+        const vorb_source *known = find(fog->reader.bufref);
+        if (!known && opened == most_sources) close();
+        const vorb_source source =
+            known ? *known : vorb_open_source(fog->reader.bufref, kind->channels);
+        const vorb_plan plan = vorb_plan_block(&fog->reader, source);
+        if (fits(plan)) {
+            const bool reads = plan.verdict == vorb_verdict::read;
+            const float *frames = source.samples + plan.base * source.channels;
+            lane[count++] = {fog, reads ? frames : nullptr, plan.frac, plan.step};
+        } else {
+            flush();
+            vorb_fill_scratch(&fog->reader, source, plan, n);
+            vorb_report_unwritten(plan, source.channels);
+            kind->plain(fog, outs, n);
+        }
+        fog->reader.pos_ms += fog->reader.pos_step_ms; // once a block, also while the fog waits
+        if (known) return;
+        if (source.open) sources[opened++] = source;
+        else vorb_close_source(source); // the next fog asks anew, and is refused with its own word
+    }
+
+private:
+    enum { most_sources = 4 };
+
+    /// Whether a lane can play it: the plain reader alone copes with unwritten blocks, and with
+    /// fogs that outlive a change of vector size, whose heads leave the frames of the block.
+    bool fits(const vorb_plan &plan) const
+    {
+        if (!vorb_players || n % vorb_lane_batch != 0) return false;
+        if (plan.verdict != vorb_verdict::read) return plan.verdict == vorb_verdict::silent;
+        const std::int64_t first = plan.frac >> 16, last = (plan.frac + (n - 1) * plan.step) >> 16;
+        return first >= 0 && first <= plan.count - 3 && last >= 0 && last <= plan.count - 3;
+    }
+
+    void flush()
+    {
+        double *const scratch[] = {temp1, temp2, temp3, temp4};
+        if (count > 0) (vorb_players->*kind->lanes)(lane, count, outs, scratch, n);
+        count = 0;
+    }
+
+    void close()
+    {
+        flush();
+        while (opened > 0) vorb_close_source(sources[--opened]);
+    }
+
+    double *const *outs;
+    std::int64_t n;
+    const vorb_kind *kind = nullptr;
+    int count = 0, opened = 0;
+    vorb_lane lane[vorb_lanes];
+    vorb_source sources[most_sources];
+};
+
+/// A record fills several lines of the cache, and the next one may lie anywhere.
+static void vorb_prefetch(const vorb_fog *fog)
+{
+    for (std::size_t at = 0; fog && at < sizeof *fog; at += 64)
+        __builtin_prefetch(reinterpret_cast<const char *>(fog) + at);
+}
+
+/// Renders the used list, newest fog first, and frees those that have ended: also those for which
+/// `choose` has no kind.
+template <class Choose>
+static void vorb_walk(inputs *in, double *const *outs, std::int64_t n, Choose choose)
 {
     if (!vorb_scratch_holds(n)) return; // no memory, or a block larger than announced
     vorb_pool &pool = vorb_owner(in)->pool;
-    for (vorb_fog **link = &pool.used; vorb_fog *fog = *link;) {
-        if (sounds(fog)) link = &fog->next;
+    bool ended[vorb_pool_size];
+    int k = 0;
+    {
+        vorb_group group(outs, n);
+        for (vorb_fog *fog = pool.used; fog; fog = fog->next, ++k) {
+            vorb_prefetch(fog->next);
+            const vorb_kind *kind = choose(fog->reader.bufref, group);
+            ended[k] = !kind;
+            if (kind) group.add(fog, *kind);
+        }
+    }
+    k = 0;
+    for (vorb_fog **link = &pool.used; vorb_fog *fog = *link; ++k) {
+        if (!ended[k] && vorb_sounds(fog)) link = &fog->next;
         else vorb_release(&pool, link);
     }
 }
 
 /// In the layouts of 2, 4 and 6 outlets a fog whose buffer is gone ends at once, and the buffer's
 /// channels choose the renderer anew in every block.
-template <class Renderer, class... Out>
-static bool vorb_run_by_source(vorb_fog *fog, Renderer mono, Renderer multi, std::int64_t n,
-                               Out... out)
+template <const auto &mono_taps, const auto &multi_taps>
+static void vorb_walk_by_source(inputs *in, double *const *outs, std::int64_t n,
+                                vorb_lanes_player vorb_lanes_players::*mono_lanes,
+                                vorb_lanes_player vorb_lanes_players::*multi_lanes)
 {
-    t_buffer_obj *b = vorb_buffer(fog->reader.bufref);
-    return b && (buffer_getchannelcount(b) == 1 ? mono : multi)(fog, out..., n);
-}
-
-void vorb_run_all1(inputs *in, double **o, std::int64_t n)
-{
-    vorb_walk(in, n, [=](vorb_fog *fog) { return vorb_run_one1(fog, o[0], n); });
-}
-
-void vorb_run_all2(inputs *in, double **o, std::int64_t n)
-{
-    vorb_walk(in, n, [=](vorb_fog *fog) {
-        return vorb_run_by_source(fog, vorb_run_one2, vorb_run_one2s, n, o[0], o[1]);
+    static const vorb_kind mono = vorb_kind_of<mono_taps>(mono_lanes),
+                           multi = vorb_kind_of<multi_taps>(multi_lanes);
+    vorb_walk(in, outs, n, [](t_buffer_ref *ref, const vorb_group &group) -> const vorb_kind * {
+        if (const vorb_source *known = group.find(ref))
+            return known->channels == 1 ? &mono : &multi;
+        t_buffer_obj *b = vorb_buffer(ref);
+        return !b ? nullptr : buffer_getchannelcount(b) == 1 ? &mono : &multi;
     });
 }
 
-void vorb_run_all4(inputs *in, double **o, std::int64_t n)
+void vorb_run_all1(inputs *in, double **outs, std::int64_t n)
 {
-    vorb_walk(in, n, [=](vorb_fog *fog) {
-        return vorb_run_by_source(fog, vorb_run_one4, vorb_run_one4s, n, o[0], o[1], o[2], o[3]);
-    });
+    static constexpr vorb_kind mono = vorb_kind_of<taps1>(&vorb_lanes_players::run1);
+    vorb_walk(in, outs, n, [](t_buffer_ref *, const vorb_group &) { return &mono; });
 }
 
-void vorb_run_all6(inputs *in, double **o, std::int64_t n)
+void vorb_run_all2(inputs *in, double **outs, std::int64_t n)
 {
-    vorb_walk(in, n, [=](vorb_fog *fog) {
-        return vorb_run_by_source(fog, vorb_run_one6, vorb_run_one6q, n, o[0], o[1], o[2], o[3],
-                                  o[4], o[5]);
-    });
+    vorb_walk_by_source<taps2, taps2s>(in, outs, n, &vorb_lanes_players::run2,
+                                       &vorb_lanes_players::run2s);
+}
+
+void vorb_run_all4(inputs *in, double **outs, std::int64_t n)
+{
+    vorb_walk_by_source<taps4, taps4s>(in, outs, n, &vorb_lanes_players::run4,
+                                       &vorb_lanes_players::run4s);
+}
+
+void vorb_run_all6(inputs *in, double **outs, std::int64_t n)
+{
+    vorb_walk_by_source<taps6, taps6q>(in, outs, n, &vorb_lanes_players::run6,
+                                       &vorb_lanes_players::run6q);
 }
 
 /// In the layout of 10 only a fog that never had a reference ends early.
-void vorb_run_all10(inputs *in, double **o, std::int64_t n)
+void vorb_run_all10(inputs *in, double **outs, std::int64_t n)
 {
-    vorb_walk(in, n, [=](vorb_fog *fog) {
-        return fog->reader.bufref &&
-               vorb_run_one10(fog, o[0], o[1], o[2], o[3], o[4], o[5], o[6], o[7], o[8], o[9], n);
-    });
+    static constexpr vorb_kind mono = vorb_kind_of<taps10>(&vorb_lanes_players::run10);
+    vorb_walk(in, outs, n,
+              [](t_buffer_ref *ref, const vorb_group &) { return ref ? &mono : nullptr; });
 }

@@ -1,46 +1,24 @@
 // Readers: one block of a fog's source signal, interpolated and lowpass-filtered.
-#include "k_vorb.h"
+#include "k_vorb_block.h"
 
 #include <algorithm>
 #include <array>
 
 enum { max_count = 516 }; // most frames that one block needs; one more is copied
 
-/// Holds a buffer's samples for the length of a block.
-struct vorb_lock {
-    explicit vorb_lock(t_buffer_obj *b) : buffer(b), samples(buffer_locksamples(b)) {}
-    ~vorb_lock()
-    {
-        if (samples) buffer_unlocksamples(buffer);
-    }
-    vorb_lock(const vorb_lock &) = delete;
-
-    t_buffer_obj *const buffer;
-    const float *const samples;
-};
-
-/// What becomes of a block: it is read, filled with zeros, or keeps what it held.
-enum class vorb_verdict { read, silent, unwritten };
-
-/// Where one block reads. Positions are relative to the frame `base`, with 16 fractional bits.
-struct vorb_plan {
-    vorb_verdict verdict;
-    std::int64_t base, count, frac, step;
-};
-
 static const vorb_plan vorb_silence = {vorb_verdict::silent, 0, 0, 0, 0};
 
-/// The stereo reader says so while it holds the samples, the quadro reader after, the mono reader
-/// never: deliberate. The text names the mono reader in both.
-static void vorb_post_count(const vorb_plan &plan)
+/// The text names the mono reader, which never says it: deliberate.
+void vorb_report_unwritten(const vorb_plan &plan, t_atom_long channels)
 {
+    if (plan.verdict != vorb_verdict::unwritten || channels == 1) return;
     object_post(nullptr, "%s: vorb_read: n2 (%d) out of range", s_vorb_name, int(plan.count));
 }
 
 /// The head moves from frame `from` to frame `to` of `frames`. Pure, and safe for every value: a
 /// silent block for a NaN, for positions outside the sample and for more than eight frames a
 /// sample.
-static vorb_plan vorb_plan_block(const vorb_fogread &reader, double from, double to,
+static vorb_plan vorb_plan_sweep(const vorb_fogread &reader, double from, double to,
                                  std::int64_t frames)
 {
     const bool forward = to >= from;
@@ -99,44 +77,70 @@ static void vorb_interpolate(vorb_fogread *reader, const vorb_plan &plan,
     reader->lp_am1 = am1;
 }
 
-/// The body of every reader, all but the silence.
-template <std::size_t channels>
-static vorb_plan vorb_try_block(vorb_fogread *reader, const std::array<double *, channels> &out,
-                                std::int64_t n)
+vorb_source vorb_open_source(t_buffer_ref *ref, t_atom_long channels)
 {
-    const auto has_channels = [](t_buffer_obj *b) {
-        return buffer_getchannelcount(b) == t_atom_long(channels);
-    };
-    t_buffer_obj *b = vorb_buffer(reader->bufref);
-    if (!b || !has_channels(b) || !k_sampfilt_tab) return vorb_silence;
-    const vorb_lock lock(b);
-    if constexpr (channels == 1)
-        if (!lock.samples) {
-            object_post(nullptr, "vorb_read: no samples, goto zero");
-            return vorb_silence;
-        }
+    vorb_source source{ref, vorb_buffer(ref), nullptr, 0, channels, false};
+    t_buffer_obj *&b = source.buffer;
+    if (!b || buffer_getchannelcount(b) != channels || !k_sampfilt_tab) {
+        b = nullptr;
+        return source;
+    }
+    source.samples = buffer_locksamples(b);
+    if (!source.samples) {
+        if (channels > 1) return source;
+        object_post(nullptr, "vorb_read: no samples, goto zero");
+        b = nullptr;
+        return source;
+    }
+    source.open = buffer_getchannelcount(b) == channels; // else it was replaced meanwhile
+    if (source.open) source.frames = buffer_getframecount(b);
+    return source;
+}
+
+void vorb_close_source(const vorb_source &source)
+{
+    if (source.samples) buffer_unlocksamples(source.buffer);
+}
+
+vorb_plan vorb_plan_block(vorb_fogread *reader, const vorb_source &source)
+{
+    if (!source.buffer) return vorb_silence;
     const double from = reader->prev_pos, to = reader->pos_ms * reader->frames_per_ms;
     reader->prev_pos = to; // also where the block turns out silent
-    if (!lock.samples || !has_channels(b)) return vorb_silence; // refused, or replaced meanwhile
-    const vorb_plan plan = vorb_plan_block(*reader, from, to, buffer_getframecount(b));
-    if constexpr (channels == 2)
-        if (plan.verdict == vorb_verdict::unwritten) vorb_post_count(plan);
-    if (plan.verdict != vorb_verdict::read) return plan;
+    return source.open ? vorb_plan_sweep(*reader, from, to, source.frames) : vorb_silence;
+}
+
+template <std::size_t channels>
+static void vorb_fill(vorb_fogread *reader, const vorb_source &source, const vorb_plan &plan,
+                      const std::array<double *, channels> &out, std::int64_t n)
+{
+    if (plan.verdict == vorb_verdict::silent)
+        for (double *silent : out) vorb_clear(silent, n);
+    if (plan.verdict != vorb_verdict::read) return;
     float copy[channels][max_count + 1];
-    vorb_copy_source(lock.samples, plan, copy);
+    vorb_copy_source(source.samples, plan, copy);
     vorb_interpolate(reader, plan, copy, out, n);
-    return plan;
+}
+
+void vorb_fill_scratch(vorb_fogread *reader, const vorb_source &source, const vorb_plan &plan,
+                       std::int64_t n)
+{
+    if (source.channels == 1) vorb_fill<1>(reader, source, plan, {temp1}, n);
+    else if (source.channels == 2) vorb_fill<2>(reader, source, plan, {temp1, temp2}, n);
+    else vorb_fill<4>(reader, source, plan, {temp1, temp2, temp3, temp4}, n);
 }
 
 template <std::size_t channels>
 static void vorb_read_block(vorb_fogread *reader, const std::array<double *, channels> &out,
                             std::int64_t n)
 {
-    const vorb_plan plan = vorb_try_block(reader, out, n);
-    if constexpr (channels == 4)
-        if (plan.verdict == vorb_verdict::unwritten) vorb_post_count(plan);
-    if (plan.verdict == vorb_verdict::silent)
-        for (double *silent : out) vorb_clear(silent, n);
+    const vorb_source source = vorb_open_source(reader->bufref, channels);
+    const vorb_plan plan = vorb_plan_block(reader, source);
+    vorb_fill(reader, source, plan, out, n);
+    // The stereo reader says so while it holds the samples, the quadro reader after: deliberate.
+    if constexpr (channels == 2) vorb_report_unwritten(plan, channels);
+    vorb_close_source(source);
+    if constexpr (channels == 4) vorb_report_unwritten(plan, channels);
 }
 
 void vorb_read(vorb_fogread *reader, double *out, std::int64_t n)

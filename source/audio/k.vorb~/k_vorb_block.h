@@ -1,0 +1,100 @@
+// One block of the sounding fogs: what they read, which outlets they reach, and the lanes in which
+// several are rendered side by side.
+#pragma once
+
+#include "k_vorb.h"
+
+// ---- Layouts ------------------------------------------------------------------------------------
+
+/// What one outlet gets: a source channel and the gain slot that scales it.
+struct vorb_tap {
+    int source, slot;
+};
+
+constexpr int no_gain = -1; // the one-outlet layout has its gain in the decay already
+
+constexpr vorb_tap taps1[] = {{0, no_gain}};
+constexpr vorb_tap taps2[] = {{0, 0}, {0, 1}};
+constexpr vorb_tap taps2s[] = {{0, 0}, {1, 1}};
+constexpr vorb_tap taps4[] = {{0, 0}, {0, 1}, {0, 2}, {0, 3}};
+// Deliberate: the last two outlets are speakers of a circle for one source, aux sends for two.
+constexpr vorb_tap taps4s[] = {{0, 0}, {1, 1}, {0, 8}, {1, 9}};
+constexpr vorb_tap taps6[] = {{0, 0}, {0, 1}, {0, 2}, {0, 3}, {0, 8}, {0, 9}};
+// Deliberate: the aux sends carry the first source alone.
+constexpr vorb_tap taps6q[] = {{0, 0}, {1, 1}, {2, 2}, {3, 3}, {0, 8}, {0, 9}};
+constexpr vorb_tap taps10[] = {{0, 0}, {0, 1}, {0, 2}, {0, 3}, {0, 4},
+                               {0, 5}, {0, 6}, {0, 7}, {0, 8}, {0, 9}};
+
+template <std::size_t outlets>
+constexpr int vorb_count_outlets(const vorb_tap (&)[outlets])
+{
+    return int(outlets);
+}
+
+template <std::size_t outlets>
+constexpr int vorb_count_sources(const vorb_tap (&taps)[outlets])
+{
+    int sources = 0;
+    for (const vorb_tap &tap : taps)
+        if (tap.source >= sources) sources = tap.source + 1;
+    return sources;
+}
+
+// ---- Sources (k_vorb_read) [audio] --------------------------------------------------------------
+
+/// A buffer as readers of so many channels find it, until it is closed.
+struct vorb_source {
+    t_buffer_ref *ref;
+    t_buffer_obj *buffer; // null: nothing for this reader, whose head stands still
+    const float *samples; // null: not locked
+    std::int64_t frames;
+    t_atom_long channels;
+    bool open; // else it is silent, while heads move
+};
+
+/// What becomes of a block: it is read, filled with zeros, or keeps what it held.
+enum class vorb_verdict { read, silent, unwritten };
+
+/// Where one block reads. Positions are relative to the frame `base`, with 16 fractional bits.
+struct vorb_plan {
+    vorb_verdict verdict;
+    std::int64_t base, count, frac, step;
+};
+
+vorb_source vorb_open_source(t_buffer_ref *ref, t_atom_long channels);
+void vorb_close_source(const vorb_source &source);
+/// Moves the head.
+vorb_plan vorb_plan_block(vorb_fogread *reader, const vorb_source &source);
+/// Into the scratch blocks, by the plain reader.
+void vorb_fill_scratch(vorb_fogread *reader, const vorb_source &source, const vorb_plan &plan,
+                       std::int64_t n);
+void vorb_report_unwritten(const vorb_plan &plan, t_atom_long channels);
+
+// ---- Lanes (k_vorb_lanes) [audio] ---------------------------------------------------------------
+
+enum { vorb_lanes = 8, vorb_lane_batch = 8 };
+
+/// A fog whose block is read and rendered in a lane.
+struct vorb_lane {
+    vorb_fog *fog;
+    const float *frames; // from the block's first one on; null: silence
+    std::int64_t frac, step;
+};
+
+/// Renders up to vorb_lanes fogs into the outlets, in their order, and leaves the source of the
+/// last one in the scratch blocks. n is a multiple of vorb_lane_batch.
+using vorb_lanes_player = void (*)(const vorb_lane *lane, int count, double *const *outs,
+                                   double *const *scratch, std::int64_t n);
+
+struct vorb_lanes_players {
+    vorb_lanes_player run1, run2, run2s, run4, run4s, run6, run6q, run10;
+};
+
+extern const vorb_lanes_players vorb_lanes_baseline;
+#ifdef VORB_WITH_AVX2
+extern const vorb_lanes_players vorb_lanes_avx2;
+#endif
+
+/// Those for this processor; null: every fog is rendered by itself, with the same result.
+extern const vorb_lanes_players *vorb_players;
+void vorb_choose_players();
