@@ -1,0 +1,102 @@
+// Vectors of numbers for the lanes, by the compiler's own vector types: rows of doubles as wide as
+// the processor's registers, and batches of floats.
+#pragma once
+
+#include "k_vorb_block.h"
+
+#ifdef __AVX2__
+#include <immintrin.h>
+#endif
+
+namespace {
+
+#ifdef __AVX2__
+constexpr int width = 4;
+#else
+constexpr int width = 2;
+#endif
+
+typedef double row __attribute__((vector_size(8 * width)));
+typedef double loose_row __attribute__((vector_size(8 * width), aligned(8), may_alias));
+typedef float quad __attribute__((vector_size(16)));
+typedef float loose_quad __attribute__((vector_size(16), aligned(4), may_alias));
+
+#define VORB_INLINE __attribute__((always_inline)) static inline
+#define VORB_UNROLL _Pragma("GCC unroll 16")
+
+VORB_INLINE row load(const double *from) { return *reinterpret_cast<const loose_row *>(from); }
+VORB_INLINE void store(double *to, row v) { *reinterpret_cast<loose_row *>(to) = v; }
+VORB_INLINE quad load(const float *from) { return *reinterpret_cast<const loose_quad *>(from); }
+
+#ifdef __AVX2__
+VORB_INLINE void transpose(row (&m)[width])
+{
+    const row a = __builtin_shufflevector(m[0], m[1], 0, 4, 2, 6);
+    const row b = __builtin_shufflevector(m[0], m[1], 1, 5, 3, 7);
+    const row c = __builtin_shufflevector(m[2], m[3], 0, 4, 2, 6);
+    const row d = __builtin_shufflevector(m[2], m[3], 1, 5, 3, 7);
+    m[0] = __builtin_shufflevector(a, c, 0, 1, 4, 5);
+    m[1] = __builtin_shufflevector(b, d, 0, 1, 4, 5);
+    m[2] = __builtin_shufflevector(a, c, 2, 3, 6, 7);
+    m[3] = __builtin_shufflevector(b, d, 2, 3, 6, 7);
+}
+
+/// As many samples as are interpolated at once, in halves of four.
+typedef float batch __attribute__((vector_size(32)));
+
+VORB_INLINE batch join(quad low, quad high)
+{
+    return _mm256_insertf128_ps(_mm256_castps128_ps256(low), high, 1);
+}
+
+VORB_INLINE void store(double *to, batch v)
+{
+    store(to, __builtin_convertvector(__builtin_shufflevector(v, v, 0, 1, 2, 3), row));
+    store(to + 4, __builtin_convertvector(__builtin_shufflevector(v, v, 4, 5, 6, 7), row));
+}
+
+/// Each half by itself.
+VORB_INLINE void transpose(batch (&m)[4])
+{
+    const batch a = __builtin_shufflevector(m[0], m[1], 0, 8, 1, 9, 4, 12, 5, 13);
+    const batch b = __builtin_shufflevector(m[0], m[1], 2, 10, 3, 11, 6, 14, 7, 15);
+    const batch c = __builtin_shufflevector(m[2], m[3], 0, 8, 1, 9, 4, 12, 5, 13);
+    const batch d = __builtin_shufflevector(m[2], m[3], 2, 10, 3, 11, 6, 14, 7, 15);
+    m[0] = __builtin_shufflevector(a, c, 0, 1, 8, 9, 4, 5, 12, 13);
+    m[1] = __builtin_shufflevector(a, c, 2, 3, 10, 11, 6, 7, 14, 15);
+    m[2] = __builtin_shufflevector(b, d, 0, 1, 8, 9, 4, 5, 12, 13);
+    m[3] = __builtin_shufflevector(b, d, 2, 3, 10, 11, 6, 7, 14, 15);
+}
+#else
+VORB_INLINE void transpose(row (&m)[width])
+{
+    const row a = __builtin_shufflevector(m[0], m[1], 0, 2);
+    m[1] = __builtin_shufflevector(m[0], m[1], 1, 3);
+    m[0] = a;
+}
+
+typedef quad batch;
+
+VORB_INLINE void store(double *to, batch v)
+{
+    store(to, __builtin_convertvector(__builtin_shufflevector(v, v, 0, 1), row));
+    store(to + 2, __builtin_convertvector(__builtin_shufflevector(v, v, 2, 3), row));
+}
+
+VORB_INLINE void transpose(batch (&m)[4])
+{
+    const quad a = __builtin_shufflevector(m[0], m[1], 0, 4, 1, 5);
+    const quad b = __builtin_shufflevector(m[0], m[1], 2, 6, 3, 7);
+    const quad c = __builtin_shufflevector(m[2], m[3], 0, 4, 1, 5);
+    const quad d = __builtin_shufflevector(m[2], m[3], 2, 6, 3, 7);
+    m[0] = __builtin_shufflevector(a, c, 0, 1, 4, 5);
+    m[1] = __builtin_shufflevector(a, c, 2, 3, 6, 7);
+    m[2] = __builtin_shufflevector(b, d, 0, 1, 4, 5);
+    m[3] = __builtin_shufflevector(b, d, 2, 3, 6, 7);
+}
+#endif
+
+constexpr int batch_size = int(sizeof(batch) / sizeof(float));
+static_assert(vorb_lane_batch % batch_size == 0);
+
+} // namespace
