@@ -65,7 +65,8 @@ TEST_F(guide, scores_of_the_pictures_play_without_a_word)
 
 TEST_F(guide, links_lead_somewhere)
 {
-    for (const char *document : {"README.md", "docs/guide.md", "docs/reference.md"})
+    for (const char *document :
+         {"README.md", "docs/guide.md", "docs/reference.md", "docs/speed.md"})
         for (const std::string &link : read_markdown(root / document).links)
             EXPECT_TRUE(fs::exists((root / document).parent_path() / link))
                 << document << ": " << link;

@@ -1,5 +1,6 @@
 // What holds for every score. KVORB_SEED in the environment sets the first seed and KVORB_COUNT the
 // number of scores, so that a failure's own seed and a count of 1 play that one again.
+#include "player_sets.h"
 #include "stage.h"
 
 #include <cmath>
@@ -96,6 +97,29 @@ TEST_F(properties, playing_a_score_again_gives_the_same_bytes)
     };
     for_all(sane_score, twice);
     for_all(wild_score, twice);
+}
+
+TEST_F(properties, every_instruction_set_gives_the_same_bytes)
+{
+    const auto alike_by_all = [&](const random_score &s) {
+        sound expected;
+        for (const player_set &set : player_sets()) {
+            const with_players those(set.players);
+            const sound heard = play(s);
+            if (!set.players) {
+                expected = heard;
+                continue;
+            }
+            SCOPED_TRACE(set.name);
+            ASSERT_EQ(heard.size(), expected.size());
+            const auto [at, other] =
+                std::mismatch(heard.begin(), heard.end(), expected.begin(), alike);
+            ASSERT_EQ(at, heard.end()) << "sample " << at - heard.begin() << ": " << *at << ", not "
+                                       << *other << " as without lanes";
+        }
+    };
+    for_all(sane_score, alike_by_all);
+    for_all(wild_score, alike_by_all);
 }
 
 random_score without_start(random_score s, long which)

@@ -21,8 +21,13 @@ typedef double loose_row __attribute__((vector_size(8 * width), aligned(8), may_
 typedef float quad __attribute__((vector_size(16)));
 typedef float loose_quad __attribute__((vector_size(16), aligned(4), may_alias));
 
+#ifdef VORB_CHECKED // unrolled sanitizer checks would take minutes to compile
+#define VORB_INLINE static inline
+#define VORB_UNROLL
+#else
 #define VORB_INLINE __attribute__((always_inline)) static inline
 #define VORB_UNROLL _Pragma("GCC unroll 16")
+#endif
 
 VORB_INLINE row load(const double *from) { return *reinterpret_cast<const loose_row *>(from); }
 VORB_INLINE void store(double *to, row v) { *reinterpret_cast<loose_row *>(to) = v; }
