@@ -210,7 +210,11 @@ thrown only(bool thrown::*what)
 
 const thrown everything = {true, true, true, true, true};
 
-TEST_P(lanes, fogs_that_hold) { expect_plain_sound({}, whole); }
+TEST_P(lanes, fogs_that_hold)
+{
+    expect_plain_sound({}, whole);
+    EXPECT_EQ(std::count(groups.begin(), groups.end(), 8) > 0, players != nullptr);
+}
 
 TEST_P(lanes, phases_that_end_anywhere) { expect_plain_sound(only(&thrown::counts), whole); }
 

@@ -77,12 +77,13 @@ enum { vorb_lanes = 8, vorb_lane_batch = 8 };
 /// A fog whose block is read and rendered in a lane.
 struct vorb_lane {
     vorb_fog *fog;
-    const float *frames; // from the block's first one on; null: silence
-    std::int64_t frac, step;
+    const float *frames;     // from the block's first one on; null: silence
+    std::int64_t frac, step; // every position has a frame, and three more behind it
 };
 
 /// Renders up to vorb_lanes fogs into the outlets, in their order, and leaves the source of the
-/// last one in the scratch blocks. n is a multiple of vorb_lane_batch.
+/// last one in the scratch blocks. n is a multiple of vorb_lane_batch, and no two outlets are the
+/// same.
 using vorb_lanes_player = void (*)(const vorb_lane *lane, int count, double *const *outs,
                                    double *const *scratch, std::int64_t n);
 

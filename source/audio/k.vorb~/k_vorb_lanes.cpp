@@ -1,7 +1,7 @@
 // The fast path: fogs side by side in the lanes of vectors. Every sample comes from the operations
 // of the plain readers and renderers in their order, and fogs are summed in the order of the list,
 // so every bit of the outlets is theirs (zeros in the records may differ in their sign). Compiled
-// once for each instruction set, see VORB_LANES.
+// once for each instruction set; the build names the table at the end.
 //
 // The plain loops spend most of their time waiting for the envelope's recurrences (two products and
 // a difference a sample, in sequence) and the lowpass's. These are exact only one after another,
@@ -15,8 +15,8 @@ VORB_INLINE void gather_gains(const vorb_lane *lane, int count,
                               row (*gain)[vorb_count_outlets(taps)])
 {
     for (int l = 0; l < count; ++l)
-        for (int k = 0; k < vorb_count_outlets(taps); ++k)
-            gain[l][k] = (taps[k].slot < 0 ? 1.0 : lane[l].fog->gains[taps[k].slot]) - row{};
+        for (int k = 0; k < vorb_count_outlets(taps); ++k) // less 0: also -0 stays
+            gain[l][k] = (taps[k].slot == no_gain ? 1.0 : lane[l].fog->gains[taps[k].slot]) - row{};
 }
 
 /// So many fogs of a row, from the one `at` on, over samples in which all of them sound.
@@ -175,6 +175,6 @@ void play(const vorb_lane *lane, int count, double *const *outs, double *const *
 
 } // namespace
 
-extern const vorb_lanes_players VORB_LANES;
+extern const vorb_lanes_players VORB_LANES; // a const is local otherwise
 const vorb_lanes_players VORB_LANES = {play<taps1>,  play<taps2>, play<taps2s>, play<taps4>,
                                        play<taps4s>, play<taps6>, play<taps6q>, play<taps10>};

@@ -8,7 +8,7 @@ namespace {
 enum phase { waits, rises, holds, falls, ended };
 
 /// The state of the recurrences. A fog that holds has the curve 0.5 + 0.5, one that waits or has
-/// ended keeps its amplitude, too: no branch tells them apart sample by sample.
+/// ended decays by 1: no branch tells them apart sample by sample.
 template <int lanes>
 struct course {
     alignas(64) double amp[lanes], decay[lanes], cos2[lanes], last[lanes], before[lanes];
@@ -36,7 +36,7 @@ struct course {
     }
 };
 
-/// Takes what is left of a phase, as far as the stretch goes. Where it then ends.
+/// Takes what is left of a phase, as far as the stretch goes. Returns where it ends.
 VORB_INLINE int consume(std::int64_t &left, int from, int n)
 {
     if (left <= 0) return from;

@@ -6,6 +6,7 @@
 namespace {
 
 constexpr int stretch = 64; // samples of a fog in hand at a time
+static_assert(stretch % vorb_lane_batch == 0);
 
 /// What so many lanes have of one stretch.
 template <int sources, int lanes>
@@ -155,8 +156,8 @@ VORB_INLINE void read(work<sources, lanes> &w, const vorb_lane *lane, int count,
 {
     bool any = false;
     for (int l = 0; l < lanes; ++l) w.filtered[l] = false;
-    for (int l = 0; l < count; ++l) {
-        if (!lane[l].frames) {
+    for (int l = 0; l < lanes; ++l) {
+        if (l >= count || !lane[l].frames) {
             for (int c = 0; c < sources; ++c)
                 for (int i = 0; i < n; i += width) store(&w.source[c][l][i], row{});
             continue;

@@ -1,5 +1,6 @@
 // Vectors of numbers for the lanes, by the compiler's own vector types: rows of doubles as wide as
-// the processor's registers, and batches of floats.
+// the processor's registers, and batches of floats. What the lanes call must not be a function that
+// other files have too (std::min is one): the linker would keep one copy for all instruction sets.
 #pragma once
 
 #include "k_vorb_block.h"
@@ -36,14 +37,12 @@ VORB_INLINE quad load(const float *from) { return *reinterpret_cast<const loose_
 #ifdef __AVX2__
 VORB_INLINE void transpose(row (&m)[width])
 {
-    const row a = __builtin_shufflevector(m[0], m[1], 0, 4, 2, 6);
-    const row b = __builtin_shufflevector(m[0], m[1], 1, 5, 3, 7);
-    const row c = __builtin_shufflevector(m[2], m[3], 0, 4, 2, 6);
-    const row d = __builtin_shufflevector(m[2], m[3], 1, 5, 3, 7);
-    m[0] = __builtin_shufflevector(a, c, 0, 1, 4, 5);
-    m[1] = __builtin_shufflevector(b, d, 0, 1, 4, 5);
-    m[2] = __builtin_shufflevector(a, c, 2, 3, 6, 7);
-    m[3] = __builtin_shufflevector(b, d, 2, 3, 6, 7);
+    const row a = _mm256_unpacklo_pd(m[0], m[1]), b = _mm256_unpackhi_pd(m[0], m[1]);
+    const row c = _mm256_unpacklo_pd(m[2], m[3]), d = _mm256_unpackhi_pd(m[2], m[3]);
+    m[0] = _mm256_permute2f128_pd(a, c, 0x20);
+    m[1] = _mm256_permute2f128_pd(b, d, 0x20);
+    m[2] = _mm256_permute2f128_pd(a, c, 0x31);
+    m[3] = _mm256_permute2f128_pd(b, d, 0x31);
 }
 
 /// As many samples as are interpolated at once, in halves of four.
@@ -102,6 +101,7 @@ VORB_INLINE void transpose(batch (&m)[4])
 #endif
 
 constexpr int batch_size = int(sizeof(batch) / sizeof(float));
-static_assert(vorb_lane_batch % batch_size == 0);
+static_assert(vorb_lane_batch % batch_size == 0 && vorb_lane_batch % width == 0);
+static_assert(vorb_lanes % width == 0);
 
 } // namespace

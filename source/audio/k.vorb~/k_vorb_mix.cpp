@@ -59,7 +59,8 @@ static std::int32_t vorb_play(vorb_fog *fog, double *const *out, std::int64_t n)
     return vorb_sounds(fog);
 }
 
-/// Reads one fog's block into the scratch blocks and renders it.
+/// Reads one fog's block into the scratch blocks and renders it: the definition of what a fog adds
+/// to the outlets, by which the lanes are tested.
 template <const auto &taps>
 static std::int32_t vorb_render(vorb_fog *fog, const std::array<double *, std::size(taps)> &out,
                                 std::int64_t n)
@@ -139,14 +140,11 @@ struct vorb_kind {
     std::int32_t (*plain)(vorb_fog *fog, double *const *outs, std::int64_t n);
 };
 
-template <const auto &taps>
-constexpr vorb_kind vorb_kind_of(vorb_lanes_player vorb_lanes_players::*lanes)
-{
-    return {vorb_count_sources(taps), lanes, vorb_play<taps>};
-}
+template <const auto &taps, vorb_lanes_player vorb_lanes_players::*lanes>
+constexpr vorb_kind vorb_kind_of = {vorb_count_sources(taps), lanes, vorb_play<taps>};
 
 /// Fogs of one kind that wait to be rendered, in the order of the list, and the buffers that they
-/// read, each locked once.
+/// read, each locked once until the block is done.
 class vorb_group {
 public:
     vorb_group(double *const *to, std::int64_t frames) : outs(to), n(frames) {}
@@ -172,8 +170,8 @@ public:
         const vorb_plan plan = vorb_plan_block(&fog->reader, source);
         if (fits(plan)) {
             const bool reads = plan.verdict == vorb_verdict::read;
-            const float *frames = source.samples + plan.base * source.channels;
-            lane[count++] = {fog, reads ? frames : nullptr, plan.frac, plan.step};
+            lane[count++] = {fog, reads ? source.samples + plan.base * source.channels : nullptr,
+                             plan.frac, plan.step};
         } else {
             flush();
             vorb_fill_scratch(&fog->reader, source, plan, n);
@@ -234,33 +232,27 @@ static void vorb_walk(inputs *in, double *const *outs, std::int64_t n, Choose ch
 {
     if (!vorb_scratch_holds(n)) return; // no memory, or a block larger than announced
     vorb_pool &pool = vorb_owner(in)->pool;
-    bool ended[vorb_pool_size];
-    int k = 0;
+    bool ended[vorb_pool_size] = {}; // by record
     {
         vorb_group group(outs, n);
-        for (vorb_fog *fog = pool.used; fog; fog = fog->next, ++k) {
+        for (vorb_fog *fog = pool.used; fog; fog = fog->next) {
             vorb_prefetch(fog->next);
             const vorb_kind *kind = choose(fog->reader.bufref, group);
-            ended[k] = !kind;
             if (kind) group.add(fog, *kind);
+            else ended[fog - pool.fogs] = true;
         }
     }
-    k = 0;
-    for (vorb_fog **link = &pool.used; vorb_fog *fog = *link; ++k) {
-        if (!ended[k] && vorb_sounds(fog)) link = &fog->next;
+    for (vorb_fog **link = &pool.used; vorb_fog *fog = *link;) {
+        if (!ended[fog - pool.fogs] && vorb_sounds(fog)) link = &fog->next;
         else vorb_release(&pool, link);
     }
 }
 
 /// In the layouts of 2, 4 and 6 outlets a fog whose buffer is gone ends at once, and the buffer's
 /// channels choose the renderer anew in every block.
-template <const auto &mono_taps, const auto &multi_taps>
-static void vorb_walk_by_source(inputs *in, double *const *outs, std::int64_t n,
-                                vorb_lanes_player vorb_lanes_players::*mono_lanes,
-                                vorb_lanes_player vorb_lanes_players::*multi_lanes)
+template <const vorb_kind &mono, const vorb_kind &multi>
+static void vorb_walk_by_source(inputs *in, double *const *outs, std::int64_t n)
 {
-    static const vorb_kind mono = vorb_kind_of<mono_taps>(mono_lanes),
-                           multi = vorb_kind_of<multi_taps>(multi_lanes);
     vorb_walk(in, outs, n, [](t_buffer_ref *ref, const vorb_group &group) -> const vorb_kind * {
         if (const vorb_source *known = group.find(ref))
             return known->channels == 1 ? &mono : &multi;
@@ -271,32 +263,33 @@ static void vorb_walk_by_source(inputs *in, double *const *outs, std::int64_t n,
 
 void vorb_run_all1(inputs *in, double **outs, std::int64_t n)
 {
-    static constexpr vorb_kind mono = vorb_kind_of<taps1>(&vorb_lanes_players::run1);
-    vorb_walk(in, outs, n, [](t_buffer_ref *, const vorb_group &) { return &mono; });
+    vorb_walk(in, outs, n, [](t_buffer_ref *, const vorb_group &) {
+        return &vorb_kind_of<taps1, &vorb_lanes_players::run1>;
+    });
 }
 
 void vorb_run_all2(inputs *in, double **outs, std::int64_t n)
 {
-    vorb_walk_by_source<taps2, taps2s>(in, outs, n, &vorb_lanes_players::run2,
-                                       &vorb_lanes_players::run2s);
+    vorb_walk_by_source<vorb_kind_of<taps2, &vorb_lanes_players::run2>,
+                        vorb_kind_of<taps2s, &vorb_lanes_players::run2s>>(in, outs, n);
 }
 
 void vorb_run_all4(inputs *in, double **outs, std::int64_t n)
 {
-    vorb_walk_by_source<taps4, taps4s>(in, outs, n, &vorb_lanes_players::run4,
-                                       &vorb_lanes_players::run4s);
+    vorb_walk_by_source<vorb_kind_of<taps4, &vorb_lanes_players::run4>,
+                        vorb_kind_of<taps4s, &vorb_lanes_players::run4s>>(in, outs, n);
 }
 
 void vorb_run_all6(inputs *in, double **outs, std::int64_t n)
 {
-    vorb_walk_by_source<taps6, taps6q>(in, outs, n, &vorb_lanes_players::run6,
-                                       &vorb_lanes_players::run6q);
+    vorb_walk_by_source<vorb_kind_of<taps6, &vorb_lanes_players::run6>,
+                        vorb_kind_of<taps6q, &vorb_lanes_players::run6q>>(in, outs, n);
 }
 
 /// In the layout of 10 only a fog that never had a reference ends early.
 void vorb_run_all10(inputs *in, double **outs, std::int64_t n)
 {
-    static constexpr vorb_kind mono = vorb_kind_of<taps10>(&vorb_lanes_players::run10);
-    vorb_walk(in, outs, n,
-              [](t_buffer_ref *ref, const vorb_group &) { return ref ? &mono : nullptr; });
+    vorb_walk(in, outs, n, [](t_buffer_ref *ref, const vorb_group &) {
+        return ref ? &vorb_kind_of<taps10, &vorb_lanes_players::run10> : nullptr;
+    });
 }
