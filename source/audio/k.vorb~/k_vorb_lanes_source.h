@@ -150,16 +150,22 @@ VORB_INLINE void filter(work<sources, lanes> &w, const vorb_lane *lane, int n)
     }
 }
 
+template <int sources, int lanes>
+VORB_INLINE void silence(work<sources, lanes> &w, int l, int n)
+{
+    for (int c = 0; c < sources; ++c)
+        for (int i = 0; i < n; i += width) store(&w.source[c][l][i], row{});
+}
+
 /// The sources of one stretch. Through an open lowpass finite ones pass unchanged.
 template <int sources, int lanes>
 VORB_INLINE void read(work<sources, lanes> &w, const vorb_lane *lane, int count, int from, int n)
 {
     bool any = false;
     for (int l = 0; l < lanes; ++l) w.filtered[l] = false;
-    for (int l = 0; l < lanes; ++l) {
-        if (l >= count || !lane[l].frames) {
-            for (int c = 0; c < sources; ++c)
-                for (int i = 0; i < n; i += width) store(&w.source[c][l][i], row{});
+    for (int l = 0; l < count; ++l) {
+        if (!lane[l].frames) {
+            silence(w, l, n);
             continue;
         }
         vorb_fogread &r = lane[l].fog->reader;
@@ -169,7 +175,9 @@ VORB_INLINE void read(work<sources, lanes> &w, const vorb_lane *lane, int count,
         any |= w.filtered[l] = !open;
         for (int c = 0; open && c < sources; ++c) r.lp_y[c] = w.source[c][l][n - 1];
     }
-    if (any) filter(w, lane, n);
+    if (!any) return;
+    for (int l = count; l < lanes; ++l) silence(w, l, n); // it filters them, too
+    filter(w, lane, n);
 }
 
 } // namespace
