@@ -1,17 +1,11 @@
 // Notices of buffers, passed on to every reference; and references and entries that fail.
 #include "buffer_session.h"
+#include "host_function.h"
 
 #include <deque>
-#include <dlfcn.h>
 
 static std::deque<t_max_err> answers; // to the next notices, in place of the host's own
 static bool references_fail = false;
-
-template <class F>
-static F *host_function(const char *name)
-{
-    return reinterpret_cast<F *>(dlsym(RTLD_NEXT, name));
-}
 
 t_max_err buffer_ref_notify(t_buffer_ref *ref, t_symbol *s, t_symbol *msg, void *sender, void *data)
 {

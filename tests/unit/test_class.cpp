@@ -1,10 +1,10 @@
 // The entry point: what it registers with the host and in which order, and the assistance texts.
+#include "host_function.h"
 #include "session.h"
 
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
-#include <dlfcn.h>
 #include <map>
 
 namespace {
@@ -13,12 +13,6 @@ std::vector<std::string> calls;         // of the host's functions below, in ord
 std::map<std::string, method> handlers; // as bound last
 std::vector<method> bound;              // in order
 std::vector<std::string> at_load;       // the calls of the program's only linking
-
-template <class F>
-F *host_function(const char *name)
-{
-    return reinterpret_cast<F *>(dlsym(RTLD_NEXT, name));
-}
 
 } // namespace
 
@@ -71,13 +65,11 @@ t_symbol *gensym(const char *text)
 
 void object_post(t_object *x, C74_CONST char *format, ...)
 {
-    char text[300];
+    calls.push_back("object_post");
     va_list list;
     va_start(list, format);
-    std::vsnprintf(text, sizeof text, format, list);
+    post_on(x, format, list);
     va_end(list);
-    calls.push_back("object_post");
-    host_function<decltype(object_post)>("object_post")(x, "%s", text);
 }
 
 t_ptr sysmem_newptr(t_ptr_size size)

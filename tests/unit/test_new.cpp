@@ -1,21 +1,15 @@
 // Birth and death of an instance: its records, and what it asks of the host in which order.
+#include "host_function.h"
 #include "session.h"
 
 #include <algorithm>
 #include <cstring>
-#include <dlfcn.h>
 #include <iterator>
 #include <type_traits>
 
 namespace {
 
 std::vector<std::string> calls; // host functions that make or free something, in order
-
-template <class F>
-F *host_function(const char *name)
-{
-    return reinterpret_cast<F *>(dlsym(RTLD_NEXT, name));
-}
 
 } // namespace
 

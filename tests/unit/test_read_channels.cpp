@@ -1,10 +1,10 @@
 // The readers of samples of two and four channels, one behaviour at a time: which frames feed which
 // output, the lowpass of each channel, and the ways out that differ from those of one channel.
+#include "host_function.h"
 #include "slow_reader.h"
 
 #include <cstdarg>
 #include <cstdio>
-#include <dlfcn.h>
 #include <functional>
 #include <limits>
 
@@ -12,12 +12,6 @@ namespace {
 
 std::vector<std::string> events;   // calls of the host's functions below, in order
 std::function<void()> before_lock; // runs once, between the count of channels and the lock
-
-template <class F>
-F *host_function(const char *name)
-{
-    return reinterpret_cast<F *>(dlsym(RTLD_NEXT, name));
-}
 
 } // namespace
 
@@ -44,13 +38,11 @@ void buffer_unlocksamples(t_buffer_obj *b)
 
 void object_post(t_object *x, C74_CONST char *format, ...)
 {
-    char text[300];
+    events.push_back("post");
     va_list list;
     va_start(list, format);
-    std::vsnprintf(text, sizeof text, format, list);
+    post_on(x, format, list);
     va_end(list);
-    events.push_back("post");
-    host_function<decltype(object_post)>("object_post")(x, "%s", text);
 }
 
 namespace {
