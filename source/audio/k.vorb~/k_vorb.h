@@ -191,8 +191,7 @@ t_max_err vorb_notify(vorb *x, t_symbol *s, t_symbol *msg, void *sender, void *d
 void vorb_dblclick(vorb *x);
 t_buffer_obj *vorb_buffer(t_buffer_ref *ref); // null reference: null
 
-// k_vorb_mix [audio]: one fog into its outlets (1 while it sounds on, 0 when it has ended), and
-// every sounding fog, newest first
+// k_vorb_mix [audio]: one fog into its outlets; 1 while it sounds on, 0 when it has ended
 std::int32_t vorb_run_one1(vorb_fog *fog, double *out1, std::int64_t n);
 std::int32_t vorb_run_one2(vorb_fog *fog, double *out1, double *out2, std::int64_t n);
 std::int32_t vorb_run_one2s(vorb_fog *fog, double *out1, double *out2, std::int64_t n);
@@ -207,6 +206,8 @@ std::int32_t vorb_run_one6q(vorb_fog *fog, double *out1, double *out2, double *o
 std::int32_t vorb_run_one10(vorb_fog *fog, double *out1, double *out2, double *out3, double *out4,
                             double *out5, double *out6, double *out7, double *out8, double *out9,
                             double *out10, std::int64_t n);
+
+// k_vorb_walk [audio]: every sounding fog, newest first
 void vorb_run_all1(inputs *in, double **outs, std::int64_t n);
 void vorb_run_all2(inputs *in, double **outs, std::int64_t n);
 void vorb_run_all4(inputs *in, double **outs, std::int64_t n);

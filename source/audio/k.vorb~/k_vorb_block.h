@@ -40,36 +40,6 @@ constexpr int vorb_count_sources(const vorb_tap (&taps)[outlets])
     return sources;
 }
 
-// ---- Sources (k_vorb_read) [audio] --------------------------------------------------------------
-
-/// A buffer as readers of so many channels find it, until it is closed.
-struct vorb_source {
-    t_buffer_ref *ref;
-    t_buffer_obj *buffer; // null: nothing for this reader, whose head stands still
-    const float *samples; // null: not locked
-    std::int64_t frames;
-    t_atom_long channels;
-    bool open; // else it is silent, while heads move
-};
-
-/// What becomes of a block: it is read, filled with zeros, or keeps what it held.
-enum class vorb_verdict { read, silent, unwritten };
-
-/// Where one block reads. Positions are relative to the frame `base`, with 16 fractional bits.
-struct vorb_plan {
-    vorb_verdict verdict;
-    std::int64_t base, count, frac, step;
-};
-
-vorb_source vorb_open_source(t_buffer_ref *ref, t_atom_long channels);
-void vorb_close_source(const vorb_source &source);
-/// Moves the head.
-vorb_plan vorb_plan_block(vorb_fogread *reader, const vorb_source &source);
-/// Into the scratch blocks, by the plain reader.
-void vorb_fill_scratch(vorb_fogread *reader, const vorb_source &source, const vorb_plan &plan,
-                       std::int64_t n);
-void vorb_report_unwritten(const vorb_plan &plan, t_atom_long channels);
-
 // ---- Lanes (k_vorb_lanes) [audio] ---------------------------------------------------------------
 
 enum { vorb_lanes = 8, vorb_lane_batch = 8 };

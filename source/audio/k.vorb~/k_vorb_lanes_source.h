@@ -17,10 +17,10 @@ struct work {
     bool filtered[lanes];
 };
 
-/// Interpolates one fog's sources. True when none of them can be other than finite.
+/// Interpolates one fog's sources. Returns their sum, which is finite only if all of them are.
 template <int sources, int lanes>
-VORB_INLINE bool interpolate(const vorb_lane &lane, double (*out)[lanes][stretch], int l, int from,
-                             int n)
+VORB_INLINE batch interpolate(const vorb_lane &lane, double (*out)[lanes][stretch], int l, int from,
+                              int n)
 {
     const float *const frames = lane.frames;
     const k_sampfilt_row *const table = k_sampfilt_tab;
@@ -38,7 +38,7 @@ VORB_INLINE bool interpolate(const vorb_lane &lane, double (*out)[lanes][stretch
         } else
             p[0] = w[0] * load(q) + w[1] * load(q + 4) + w[2] * load(q + 8) + w[3] * load(q + 12);
     };
-    batch sum{}; // of everything: not finite where one value is not
+    batch sum{};
     for (int i = 0; i < n; i += batch_size) {
         batch p[sources][4];
         VORB_UNROLL
@@ -70,10 +70,7 @@ VORB_INLINE bool interpolate(const vorb_lane &lane, double (*out)[lanes][stretch
             store(&out[c][l][i], v);
         }
     }
-    sum -= sum;
-    bool finite = true;
-    for (int m = 0; m < batch_size; ++m) finite = finite && sum[m] == 0;
-    return finite;
+    return sum;
 }
 
 /// The lowpasses of all lanes.
@@ -157,23 +154,35 @@ VORB_INLINE void silence(work<sources, lanes> &w, int l, int n)
         for (int i = 0; i < n; i += width) store(&w.source[c][l][i], row{});
 }
 
+/// Whether nothing but finite values can pass through a lowpass unchanged.
+VORB_INLINE bool open(const vorb_fogread &r, int sources)
+{
+    double rest = 0;
+    for (int c = 0; c < sources; ++c) rest += r.lp_y[c] - r.lp_y[c];
+    return r.lp_a == 1 && r.lp_am1 == 0 && r.lp_k == 1 && rest == 0;
+}
+
 /// The sources of one stretch. Through an open lowpass finite ones pass unchanged.
 template <int sources, int lanes>
 VORB_INLINE void read(work<sources, lanes> &w, const vorb_lane *lane, int count, int from, int n)
 {
+    batch doubt{};
+    for (int l = 0; l < count; ++l) {
+        if (lane[l].frames) {
+            const batch sum = interpolate<sources, lanes>(lane[l], w.source, l, from, n);
+            doubt += sum - sum;
+        } else silence(w, l, n);
+    }
+    const bool finite = none(doubt != 0);
     bool any = false;
     for (int l = 0; l < lanes; ++l) w.filtered[l] = false;
     for (int l = 0; l < count; ++l) {
-        if (!lane[l].frames) {
-            silence(w, l, n);
-            continue;
-        }
+        if (!lane[l].frames) continue;
         vorb_fogread &r = lane[l].fog->reader;
-        bool open = interpolate<sources, lanes>(lane[l], w.source, l, from, n);
-        open = open && r.lp_a == 1 && r.lp_am1 == 0 && r.lp_k == 1;
-        for (int c = 0; c < sources; ++c) open = open && r.lp_y[c] - r.lp_y[c] == 0;
-        any |= w.filtered[l] = !open;
-        for (int c = 0; open && c < sources; ++c) r.lp_y[c] = w.source[c][l][n - 1];
+        w.filtered[l] = !finite || !open(r, sources);
+        any |= w.filtered[l];
+        if (!w.filtered[l])
+            for (int c = 0; c < sources; ++c) r.lp_y[c] = w.source[c][l][n - 1];
     }
     if (!any) return;
     for (int l = count; l < lanes; ++l) silence(w, l, n); // it filters them, too

@@ -55,8 +55,8 @@ VORB_INLINE batch join(quad low, quad high)
 
 VORB_INLINE void store(double *to, batch v)
 {
-    store(to, __builtin_convertvector(__builtin_shufflevector(v, v, 0, 1, 2, 3), row));
-    store(to + 4, __builtin_convertvector(__builtin_shufflevector(v, v, 4, 5, 6, 7), row));
+    store(to, _mm256_cvtps_pd(_mm256_castps256_ps128(v)));
+    store(to + 4, _mm256_cvtps_pd(_mm256_extractf128_ps(v, 1)));
 }
 
 /// Each half by itself.
@@ -103,5 +103,15 @@ VORB_INLINE void transpose(batch (&m)[4])
 constexpr int batch_size = int(sizeof(batch) / sizeof(float));
 static_assert(vorb_lane_batch % batch_size == 0 && vorb_lane_batch % width == 0);
 static_assert(vorb_lanes % width == 0);
+
+/// Whether a comparison was true nowhere.
+VORB_INLINE bool none(decltype(batch{} != batch{}) hits)
+{
+    typedef std::int64_t words __attribute__((vector_size(sizeof hits)));
+    const words w = (words)hits;
+    std::int64_t any = 0;
+    for (unsigned m = 0; m < sizeof w / sizeof any; ++m) any |= w[m];
+    return any == 0;
+}
 
 } // namespace

@@ -1,12 +1,8 @@
 // Readers: one block of a fog's source signal, interpolated and lowpass-filtered.
-#include "k_vorb_block.h"
+#include "k_vorb_plan.h"
 
 #include <algorithm>
 #include <array>
-
-enum { max_count = 516 }; // most frames that one block needs; one more is copied
-
-static const vorb_plan vorb_silence = {vorb_verdict::silent, 0, 0, 0, 0};
 
 /// The text names the mono reader, which never says it: deliberate.
 void vorb_report_unwritten(const vorb_plan &plan, t_atom_long channels)
@@ -15,34 +11,11 @@ void vorb_report_unwritten(const vorb_plan &plan, t_atom_long channels)
     object_post(nullptr, "%s: vorb_read: n2 (%d) out of range", s_vorb_name, int(plan.count));
 }
 
-/// The head moves from frame `from` to frame `to` of `frames`. Pure, and safe for every value: a
-/// silent block for a NaN, for positions outside the sample and for more than eight frames a
-/// sample.
-static vorb_plan vorb_plan_sweep(const vorb_fogread &reader, double from, double to,
-                                 std::int64_t frames)
-{
-    const bool forward = to >= from;
-    const double low = forward ? from : to, high = forward ? to : from;
-    const double d = high - low;
-    // The last six frames are out of bounds. Written so that a NaN fails.
-    if (!(low >= 0 && high < double(frames - 6) && d <= reader.vs8)) return vorb_silence;
-
-    vorb_plan plan{vorb_verdict::read, k_trunc(forward ? from : to - 0.5), k_trunc(d) + 5, 0, 0};
-    // More frames than the copy holds leave the output as it was instead of silencing it:
-    // deliberate. The other two tests are guards, the bounds above leave them nothing to find.
-    if (plan.count > max_count || plan.count <= 0 || plan.base + plan.count > frames)
-        plan.verdict = vorb_verdict::unwritten;
-    plan.frac = k_trunc((from - double(plan.base)) * 65536.0);
-    plan.step = k_trunc(65536.0 * d * reader.vs_inv);
-    if (!forward) plan.step = -plan.step;
-    return plan;
-}
-
 /// De-interleaves the planned frames, and the one behind them, which backward reading may touch:
 /// the bounds of the plan keep it inside the buffer.
 template <std::size_t channels>
 static void vorb_copy_source(const float *samples, const vorb_plan &plan,
-                             float (&copy)[channels][max_count + 1])
+                             float (&copy)[channels][vorb_max_count + 1])
 {
     const float *s = samples + plan.base * std::int64_t(channels);
     for (std::int64_t i = 0; i <= plan.count; ++i)
@@ -51,7 +24,7 @@ static void vorb_copy_source(const float *samples, const vorb_plan &plan,
 
 template <std::size_t channels>
 static void vorb_interpolate(vorb_fogread *reader, const vorb_plan &plan,
-                             const float (&copy)[channels][max_count + 1],
+                             const float (&copy)[channels][vorb_max_count + 1],
                              const std::array<double *, channels> &out, std::int64_t n)
 {
     double a = reader->lp_a, am1 = reader->lp_am1;
@@ -102,14 +75,6 @@ void vorb_close_source(const vorb_source &source)
     if (source.samples) buffer_unlocksamples(source.buffer);
 }
 
-vorb_plan vorb_plan_block(vorb_fogread *reader, const vorb_source &source)
-{
-    if (!source.buffer) return vorb_silence;
-    const double from = reader->prev_pos, to = reader->pos_ms * reader->frames_per_ms;
-    reader->prev_pos = to; // also where the block turns out silent
-    return source.open ? vorb_plan_sweep(*reader, from, to, source.frames) : vorb_silence;
-}
-
 template <std::size_t channels>
 static void vorb_fill(vorb_fogread *reader, const vorb_source &source, const vorb_plan &plan,
                       const std::array<double *, channels> &out, std::int64_t n)
@@ -117,7 +82,7 @@ static void vorb_fill(vorb_fogread *reader, const vorb_source &source, const vor
     if (plan.verdict == vorb_verdict::silent)
         for (double *silent : out) vorb_clear(silent, n);
     if (plan.verdict != vorb_verdict::read) return;
-    float copy[channels][max_count + 1];
+    float copy[channels][vorb_max_count + 1];
     vorb_copy_source(source.samples, plan, copy);
     vorb_interpolate(reader, plan, copy, out, n);
 }
