@@ -4,7 +4,8 @@ A command is run in the folder where `sample.wav` and `envelope.wav` lie, and le
 channels as 32-bit floats in `out.wav`."""
 
 import scsynth
-from setting import BLOCK, DENSE, DURATION, GRAINS, RATE, SAMPLE_FRAMES, START, TRANSPOSITION
+from setting import (BLOCK, DENSE, DURATION, ENVELOPE_FRAMES, GRAINS, RATE, SAMPLE_FRAMES, START,
+                     TRANSPOSITION)
 
 SAMPLE, ENVELOPE = 0, 1  # numbers of buffers
 CUBIC = 4
@@ -58,24 +59,38 @@ def grainbuf(*setting):
     return scsynth_command(*setting, "GrainBuf", inputs)
 
 
-def partikkel(folder, program, rate, seconds):
-    # The tables: half cosines for the ends of the envelope, a channel mask between the two
-    # outputs, and weights that leave the first of its five sources alone.
-    (folder / "partikkel.csd").write_text(
+def csound_command(folder, program, seconds, tables, instrument):
+    (folder / "grains.csd").write_text(
         f"""<CsoundSynthesizer>
 <CsInstruments>
 sr = {RATE}
 ksmps = {BLOCK}
 nchnls = 2
 0dbfs = 1
-giSample ftgen 0, 0, 0, 1, "sample.wav", 0, 0, 1
-giCosine ftgen 0, 0, 8192, 10, 1
+giSample ftgen 0, 0, {SAMPLE_FRAMES}, 1, "sample.wav", 0, 0, 1
+{tables}
+instr 1
+{instrument}
+endin
+</CsInstruments>
+<CsScore>
+i 1 0 {seconds}
+</CsScore>
+</CsoundSynthesizer>
+"""
+    )
+    return [program, "-d", "-m0", "-W", "-f", "-o", "out.wav", "grains.csd"]
+
+
+def partikkel(folder, program, rate, seconds):
+    # The tables: half cosines for the ends of the envelope, a channel mask between the two
+    # outputs, and weights that leave the first of its five sources alone.
+    tables = """giCosine ftgen 0, 0, 8192, 10, 1
 giRise ftgen 0, 0, 4097, 19, 0.5, 0.5, 270, 0.5
 giFall ftgen 0, 0, 4097, 19, 0.5, 0.5, 90, 0.5
 giPan ftgen 0, 0, 4, -2, 0, 0, 0.5
-giSources ftgen 0, 0, 8, -2, 0, 0, 1, 0, 0, 0, 0
-instr 1
-  aRate = {rate}
+giSources ftgen 0, 0, 8, -2, 0, 0, 1, 0, 0, 0, 0"""
+    instrument = f"""  aRate = {rate}
   aFm = 0
   aStart = {START_SHARE}
   aNone = 0
@@ -85,16 +100,17 @@ instr 1
     1, 1, 1, giPan, 0, \\
     giSample, giSample, giSample, giSample, giSources, aStart, aNone, aNone, aNone, \\
     kOriginal, kOriginal, kOriginal, kOriginal, {2 * GRAINS}
-  outs aLeft, aRight
-endin
-</CsInstruments>
-<CsScore>
-i 1 0 {seconds}
-</CsScore>
-</CsoundSynthesizer>
-"""
-    )
-    return [program, "-d", "-m0", "-W", "-f", "-o", "out.wav", "partikkel.csd"]
+  outs aLeft, aRight"""
+    return csound_command(folder, program, seconds, tables, instrument)
+
+
+def grain3(folder, program, rate, seconds):
+    tables = f'giEnvelope ftgen 0, 0, {ENVELOPE_FRAMES}, 1, "envelope.wav", 0, 0, 1'
+    grains = f"""grain3 sr / ftlen(giSample) * {TRANSPOSITION}, {START_SHARE}, 0, 0, \\
+    {DURATION}, {rate}, {2 * GRAINS}, giSample, giEnvelope, 0, 0, 1, 64"""
+    instrument = f"""  aBoth {grains if rate else "= 0"}
+  outs aBoth, aBoth"""
+    return csound_command(folder, program, seconds, tables, instrument)
 
 
 # name, program, what writes its files and makes its command; ours first
@@ -103,4 +119,5 @@ ENGINES = [
     ("2 TGrains, cubic", "scsynth", tgrains),
     ("GrainBuf, cubic", "scsynth", grainbuf),
     ("partikkel, linear", "csound", partikkel),
+    ("grain3, linear, mono", "csound", grain3),
 ]

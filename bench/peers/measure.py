@@ -124,14 +124,14 @@ def options():
 def print_table(engines, seconds, repeat):
     print(f"{RATE} Hz, blocks of {BLOCK}, 2 outputs, transposition {TRANSPOSITION}, grains of "
           f"{DURATION * 1000:.1f} ms; processor time on one core, {repeat} runs of {seconds} s\n")
-    print(f"{'engine':<19}{'grains':>7}{'ns per grain and sample':>25}{'(median)':>10}{'ratio':>7}")
+    print(f"{'engine':<21}{'grains':>7}{'ns per grain and sample':>25}{'(median)':>10}{'ratio':>7}")
     ours = engines[0]
     for e in engines:
         if e.failure is not None:
             continue
         cost = e.cost(seconds)
         ratio = "-" if ours.failure else f"{cost / ours.cost(seconds):.2f}"
-        print(f"{e.name:<19}{statistics.mean(e.grains):7.1f}{cost:25.2f}"
+        print(f"{e.name:<21}{statistics.mean(e.grains):7.1f}{cost:25.2f}"
               f"{f'({e.cost(seconds, statistics.median):.2f})':>10}{ratio:>7}")
 
 

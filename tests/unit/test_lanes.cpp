@@ -25,10 +25,19 @@ void watch(const vorb_lane *lane, int count, double *const *outs, double *const 
     (watched->*player)(lane, count, outs, scratch, n);
 }
 
+template <vorb_lane_reader vorb_lanes_players::*reader>
+void watch_reader(const vorb_lane &lane, double *const *scratch, std::int64_t n)
+{
+    groups.push_back(1);
+    (watched->*reader)(lane, scratch, n);
+}
+
 using set = vorb_lanes_players;
-const set watching = {watch<&set::run1>,  watch<&set::run2>,  watch<&set::run2s>,
-                      watch<&set::run4>,  watch<&set::run4s>, watch<&set::run6>,
-                      watch<&set::run6q>, watch<&set::run10>};
+const set watching = {
+    watch<&set::run1>,         watch<&set::run2>,        watch<&set::run2s>,
+    watch<&set::run4>,         watch<&set::run4s>,       watch<&set::run6>,
+    watch<&set::run6q>,        watch<&set::run10>,       watch_reader<&set::read1>,
+    watch_reader<&set::read2>, watch_reader<&set::read4>};
 
 constexpr long longest = 2048, behind = 4; // frames of a block, and of what stands behind it
 constexpr double mark = -12345.5;
@@ -243,15 +252,18 @@ TEST_P(lanes, blocks_of_uneven_size)
     EXPECT_THAT(groups, IsEmpty()); // lanes play whole batches alone
 }
 
-TEST_P(lanes, a_pool_is_played_eight_fogs_at_a_time)
+TEST_P(lanes, a_pool_is_played_eight_fogs_at_a_time_and_the_last_by_itself)
 {
     fog_dice d(1, {});
-    lay_buffers(d, {});
-    populate(d, 64, 20);
     const with_players those(players ? &watching : nullptr);
-    play(64, [this](double **outs) { run_all(outlets, &x->inputs, outs, 64); });
-    if (players) EXPECT_THAT(groups, ElementsAre(8, 8, 4));
-    else EXPECT_THAT(groups, IsEmpty());
+    for (const int rest : {4, 1}) {
+        lay_buffers(d, {});
+        populate(d, 64, 16 + rest);
+        groups.clear();
+        play(64, [this](double **outs) { run_all(outlets, &x->inputs, outs, 64); });
+        if (players) EXPECT_THAT(groups, ElementsAre(8, 8, rest));
+        else EXPECT_THAT(groups, IsEmpty());
+    }
 }
 
 using processor = session;

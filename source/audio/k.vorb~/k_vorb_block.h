@@ -57,8 +57,12 @@ struct vorb_lane {
 using vorb_lanes_player = void (*)(const vorb_lane *lane, int count, double *const *outs,
                                    double *const *scratch, std::int64_t n);
 
+/// Reads the block of a fog that no other can stand beside, into the scratch blocks.
+using vorb_lane_reader = void (*)(const vorb_lane &lane, double *const *scratch, std::int64_t n);
+
 struct vorb_lanes_players {
     vorb_lanes_player run1, run2, run2s, run4, run4s, run6, run6q, run10;
+    vorb_lane_reader read1, read2, read4; // by the number of sources
 };
 
 extern const vorb_lanes_players vorb_lanes_baseline;

@@ -141,6 +141,14 @@ VORB_INLINE void mix_steady(const work<sources, lanes> &w, const vorb_lane *lane
     for (int l = 0; l < lanes; ++l) lane[l].fog->amp = amps[l];
 }
 
+template <int sources, int lanes>
+VORB_INLINE void keep_source(const work<sources, lanes> &w, int l, double *const *scratch, int from,
+                             int n)
+{
+    for (int c = 0; c < sources; ++c)
+        for (int i = 0; i < n; i += width) store(scratch[c] + from + i, load(&w.source[c][l][i]));
+}
+
 template <const auto &taps, int lanes>
 void play_stretches(const vorb_lane *lane, int count, double *const *outs, double *const *scratch,
                     std::int64_t n)
@@ -159,9 +167,7 @@ void play_stretches(const vorb_lane *lane, int count, double *const *outs, doubl
             shape(w, lane, count, m);
             mix<taps>(w, lane, count, out, m);
         }
-        for (int c = 0; c < sources; ++c)
-            for (int i = 0; i < m; i += width)
-                store(scratch[c] + from + i, load(&w.source[c][count - 1][i]));
+        keep_source(w, count - 1, scratch, from, m);
     }
 }
 
@@ -173,8 +179,20 @@ void play(const vorb_lane *lane, int count, double *const *outs, double *const *
     else play_stretches<taps, width>(lane, count, outs, scratch, n);
 }
 
+template <int sources>
+void read_alone(const vorb_lane &lane, double *const *scratch, std::int64_t n)
+{
+    work<sources, width> w;
+    for (int from = 0; from < n; from += stretch) {
+        const int m = n - from < stretch ? int(n - from) : stretch;
+        read(w, &lane, 1, from, m);
+        keep_source(w, 0, scratch, from, m);
+    }
+}
+
 } // namespace
 
 extern const vorb_lanes_players VORB_LANES; // a const is local otherwise
-const vorb_lanes_players VORB_LANES = {play<taps1>,  play<taps2>, play<taps2s>, play<taps4>,
-                                       play<taps4s>, play<taps6>, play<taps6q>, play<taps10>};
+const vorb_lanes_players VORB_LANES = {play<taps1>,   play<taps2>,   play<taps2s>, play<taps4>,
+                                       play<taps4s>,  play<taps6>,   play<taps6q>, play<taps10>,
+                                       read_alone<1>, read_alone<2>, read_alone<4>};

@@ -16,11 +16,16 @@ void vorb_choose_players()
 struct vorb_kind {
     t_atom_long channels;
     vorb_lanes_player vorb_lanes_players::*lanes;
+    vorb_lane_reader vorb_lanes_players::*reader;
     std::int32_t (*plain)(vorb_fog *fog, double *const *outs, std::int64_t n);
 };
 
 template <const auto &taps, vorb_lanes_player vorb_lanes_players::*lanes>
-constexpr vorb_kind vorb_kind_of = {vorb_count_sources(taps), lanes, vorb_play<taps>};
+constexpr vorb_kind vorb_kind_of = {vorb_count_sources(taps), lanes,
+                                    vorb_count_sources(taps) == 1   ? &vorb_lanes_players::read1
+                                    : vorb_count_sources(taps) == 2 ? &vorb_lanes_players::read2
+                                                                    : &vorb_lanes_players::read4,
+                                    vorb_play<taps>};
 
 /// Fogs of one kind that wait to be rendered, in the order of the list, and the buffers that they
 /// read, each locked once until the block is done.
@@ -103,7 +108,10 @@ private:
     void flush()
     {
         double *const scratch[] = {temp1, temp2, temp3, temp4};
-        if (count > 0) (vorb_players->*kind->lanes)(lane, count, outs, scratch, n);
+        if (count == 1) { // alone it is faster without lanes
+            (vorb_players->*kind->reader)(lane[0], scratch, n);
+            kind->plain(lane[0].fog, outs, n);
+        } else if (count > 1) (vorb_players->*kind->lanes)(lane, count, outs, scratch, n);
         for (int l = 0; l < count; ++l) ended = ended || !vorb_sounds(lane[l].fog);
         count = 0;
     }
