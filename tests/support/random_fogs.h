@@ -74,8 +74,8 @@ private:
     {
         constexpr double inf = std::numeric_limits<double>::infinity();
         if (!the.numbers || !chance(odd)) return between(low, high);
-        return one_of<double>(
-            {0, -0.0, 1, -1, inf, -inf, std::numeric_limits<double>::quiet_NaN(), 1e308, 1e-300});
+        return one_of<double>({0, -0.0, 1, -1, inf, -inf, std::numeric_limits<double>::quiet_NaN(),
+                               1e308, 1e-300, 1e-310});
     }
 
     /// Of samples: none, or some that end anywhere in this block or a later one.
@@ -89,9 +89,9 @@ private:
     void throw_curve(double &cos2, double &last, double &before)
     {
         const double step = between(0, 0.1), phase = between(-3.2, 3.2);
-        cos2 = 2 * std::cos(step);
+        cos2 = chance(odd) ? value(-2, 2) : 2 * std::cos(step);
         last = value(-0.5, 0.5);
-        before = 0.5 * std::cos(phase);
+        before = chance(odd) ? value(-0.5, 0.5) : 0.5 * std::cos(phase);
     }
 
     vorb_fogread head(long n)
@@ -116,7 +116,8 @@ private:
         r.pos_ms = (from + speed * double(n)) / r.frames_per_ms;
         r.pos_step_ms = speed * double(n) / r.frames_per_ms;
         if (the.heads && chance(0.1))
-            r.prev_pos = r.pos_ms - r.pos_step_ms; // as a first block does
+            r.prev_pos = r.pos_ms - r.pos_step_ms;           // as a first block does
+        if (the.heads && chance(0.02)) r.vs_inv = r.vs8 = 0; // begun before audio started
         if (the.numbers && chance(odd)) r.prev_pos = value(0, 1e19);
         if (the.numbers && chance(odd)) r.pos_ms = value(-1e300, 1e300);
         return r;
@@ -126,7 +127,7 @@ private:
     {
         const bool open = !the.lowpass || chance(closed_less);
         r.lp_a = open ? 1 : value(0, 1);
-        r.lp_am1 = r.lp_a - 1;
+        r.lp_am1 = the.lowpass && chance(0.1) ? one_of<double>({0, -0.5}) : r.lp_a - 1;
         r.lp_k = open || chance(0.5) ? 1 : value(0.99, 1);
         if (open && the.lowpass && chance(0.1)) r.lp_k = 0.999; // open so far
         for (double &y : r.lp_y) y = value(-1, 1);

@@ -1,5 +1,5 @@
-// One block of the sounding fogs: what they read, which outlets they reach, and the lanes in which
-// several are rendered side by side.
+// One block of the sounding fogs: which outlets they reach, and the lanes in which several are
+// rendered side by side.
 #pragma once
 
 #include "k_vorb.h"

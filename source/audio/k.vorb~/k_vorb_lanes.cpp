@@ -1,7 +1,7 @@
 // The fast path: fogs side by side in the lanes of vectors. Every sample comes from the operations
 // of the plain readers and renderers in their order, and fogs are summed in the order of the list,
-// so every bit of the outlets is theirs (zeros in the records may differ in their sign). Compiled
-// once for each instruction set; the build names the table at the end.
+// so every bit of the outlets is theirs (a zero in a record or a scratch block may have another
+// sign). Compiled once for each instruction set; the build names the table at the end.
 //
 // The plain loops spend most of their time waiting for the envelope's recurrences (two products and
 // a difference a sample, in sequence) and the lowpass's. These are exact only one after another,

@@ -134,7 +134,8 @@ VORB_INLINE void shape(work<sources, lanes> &w, const vorb_lane *lane, int count
     }
     for (int l = 0; l < count; ++l) {
         s.leave(lane[l].fog, l);
-        lane[l].fog->amp = s.amp[l];
+        // Where it is silent its decay by 1 would still flush a denormal amplitude.
+        if (w.end[l] > w.begin[l]) lane[l].fog->amp = s.amp[l];
     }
 }
 

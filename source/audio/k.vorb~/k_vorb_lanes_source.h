@@ -26,7 +26,8 @@ VORB_INLINE batch interpolate(const vorb_lane &lane, double (*out)[lanes][stretc
     const k_sampfilt_row *const table = k_sampfilt_tab;
     const std::int64_t step = lane.step;
     std::int64_t at = lane.frac + from * step;
-    const auto products = [=](std::int64_t frac, quad(&p)[sources]) {
+    constexpr int rows = sources == 4 ? 1 : sources; // four sources lie in one row
+    const auto products = [=](std::int64_t frac, quad(&p)[rows]) {
         const quad w = load(table[(frac >> 8) & 255]);
         const float *q = frames + (frac >> 16) * sources;
         if constexpr (sources == 1) p[0] = w * load(q);
@@ -40,19 +41,19 @@ VORB_INLINE batch interpolate(const vorb_lane &lane, double (*out)[lanes][stretc
     };
     batch sum{};
     for (int i = 0; i < n; i += batch_size) {
-        batch p[sources][4];
+        batch p[rows][4];
         VORB_UNROLL
         for (int m = 0; m < 4; ++m) {
-            quad low[sources];
+            quad low[rows];
             products(at, low);
 #ifdef __AVX2__
-            quad high[sources];
+            quad high[rows];
             products(at + 4 * step, high);
             VORB_UNROLL
-            for (int c = 0; c < sources; ++c) p[c][m] = join(low[c], high[c]);
+            for (int c = 0; c < rows; ++c) p[c][m] = join(low[c], high[c]);
 #else
             VORB_UNROLL
-            for (int c = 0; c < sources; ++c) p[c][m] = low[c];
+            for (int c = 0; c < rows; ++c) p[c][m] = low[c];
 #endif
             at += step;
         }
@@ -80,12 +81,11 @@ VORB_INLINE void filter(work<sources, lanes> &w, const vorb_lane *lane, int n)
     constexpr int rows = lanes / width;
     alignas(64) double a0[lanes], am10[lanes], k0[lanes], y0[sources][lanes];
     for (int l = 0; l < lanes; ++l) {
-        static const vorb_fogread open = {nullptr, 0, 0, 0, 0, 0, 0, {}, 1, 0, 1};
-        const vorb_fogread &r = w.filtered[l] ? lane[l].fog->reader : open;
-        a0[l] = r.lp_a;
-        am10[l] = r.lp_am1;
-        k0[l] = r.lp_k;
-        for (int c = 0; c < sources; ++c) y0[c][l] = r.lp_y[c];
+        const vorb_fogread *r = w.filtered[l] ? &lane[l].fog->reader : nullptr; // null: open
+        a0[l] = r ? r->lp_a : 1;
+        am10[l] = r ? r->lp_am1 : 0;
+        k0[l] = r ? r->lp_k : 1;
+        for (int c = 0; c < sources; ++c) y0[c][l] = r ? r->lp_y[c] : 0;
     }
     row a[rows], am1[rows], k[rows], y[sources][rows];
     VORB_UNROLL
@@ -154,8 +154,8 @@ VORB_INLINE void silence(work<sources, lanes> &w, int l, int n)
         for (int i = 0; i < n; i += width) store(&w.source[c][l][i], row{});
 }
 
-/// Whether nothing but finite values can pass through a lowpass unchanged.
-VORB_INLINE bool open(const vorb_fogread &r, int sources)
+/// Whether a lowpass passes every finite value unchanged, and holds none that is not finite.
+VORB_INLINE bool passes(const vorb_fogread &r, int sources)
 {
     double rest = 0;
     for (int c = 0; c < sources; ++c) rest += r.lp_y[c] - r.lp_y[c];
@@ -179,7 +179,7 @@ VORB_INLINE void read(work<sources, lanes> &w, const vorb_lane *lane, int count,
     for (int l = 0; l < count; ++l) {
         if (!lane[l].frames) continue;
         vorb_fogread &r = lane[l].fog->reader;
-        w.filtered[l] = !finite || !open(r, sources);
+        w.filtered[l] = !finite || !passes(r, sources);
         any |= w.filtered[l];
         if (!w.filtered[l])
             for (int c = 0; c < sources; ++c) r.lp_y[c] = w.source[c][l][n - 1];

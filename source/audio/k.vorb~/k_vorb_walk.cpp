@@ -28,7 +28,8 @@ constexpr vorb_kind vorb_kind_of = {vorb_count_sources(taps), lanes,
                                     vorb_play<taps>};
 
 /// Fogs of one kind that wait to be rendered, in the order of the list, and the buffers that they
-/// read, each locked once until the block is done.
+/// read. A buffer stays locked from its first fog on, so that the others find it as that one did;
+/// when there are too many, all are unlocked.
 class vorb_group {
 public:
     vorb_group(double *const *to, std::int64_t frames) : outs(to), n(frames) {}
@@ -44,15 +45,14 @@ public:
         if (!fog_kind) return false;
         if (kind != fog_kind || count == vorb_lanes) flush();
         kind = fog_kind;
-        if (known) {
-            play(fog, known->source);
-            return true;
+        if (!known) {
+            if (opened == most_sources) close();
+            known = &sources[opened++];
+            sources[opened - 1] = {vorb_open_source(ref, kind->channels), kind};
         }
-        if (opened == most_sources) close();
-        const vorb_source source = vorb_open_source(ref, kind->channels);
-        play(fog, source);
-        if (source.open) sources[opened++] = {source, kind};
-        else vorb_close_source(source); // the next fog asks anew, and is refused with its own word
+        play(fog, known->source);
+        // The next fog asks for such a one anew, and is refused with its own word.
+        if (!known->source.open) vorb_close_source(sources[--opened].source);
         return true;
     }
 
@@ -89,20 +89,25 @@ private:
         } else {
             flush();
             vorb_fill_scratch(&fog->reader, source, plan, n);
-            vorb_report_unwritten(plan, source.channels);
+            if (plan.verdict == vorb_verdict::unwritten) {
+                if (source.channels == 4) close(); // it reports when nothing is locked: deliberate
+                vorb_report_unwritten(plan, source.channels);
+            }
             if (!kind->plain(fog, outs, n)) ended = true;
         }
         fog->reader.pos_ms += fog->reader.pos_step_ms; // once a block, also while the fog waits
     }
 
-    /// Whether a lane can play it: the plain reader alone copes with unwritten blocks, and with
-    /// fogs that outlive a change of vector size, whose heads leave the frames of the block.
+    /// Whether a lane can play it: the plain reader alone copes with unwritten blocks, with blocks
+    /// of uneven size, and with fogs that outlive a change of vector size or play a block longer
+    /// than announced, whose heads leave the frames of the block.
     bool fits(const vorb_plan &plan) const
     {
         if (!vorb_players || n % vorb_lane_batch != 0) return false;
         if (plan.verdict != vorb_verdict::read) return plan.verdict == vorb_verdict::silent;
-        const std::int64_t first = plan.frac >> 16, last = (plan.frac + (n - 1) * plan.step) >> 16;
-        return first >= 0 && first <= plan.count - 3 && last >= 0 && last <= plan.count - 3;
+        const std::int64_t last =
+            (plan.frac + (n - 1) * plan.step) >> 16; // the first one is inside
+        return last >= 0 && last <= plan.count - 3;
     }
 
     void flush()
