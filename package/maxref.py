@@ -115,9 +115,14 @@ class Reference:
         """One line for each number that the message, or `inlet N`, takes."""
         for row in self.table("Label"):
             if row["Message"] == message:
-                unit = row["Unit"] and f" ({row['Unit']})"
-                yield (f"Range of {names[int(row['Number']) - 1]}: "
-                       f"{span(row['Low'], row['High'])}{unit}; fallback: {row['Fallback']}")
+                unit, _, remark = row["Unit"].partition(", ")
+                yield (f"Range of {names[int(row['Number']) - 1]}: {span(row['Low'], row['High'])}"
+                       + (unit and f" ({unit})") + f"; fallback: {row['Fallback']}"
+                       + (remark and f"; {remark}"))
+        for row in self.table("Whole number"):
+            if row["Message"] == message:
+                yield (f"Range of {names[int(row['Whole number']) - 1]}: {row['From, to']}; "
+                       f"fallback: {row['Fallback']}")
 
     def inlets(self):
         for row in self.table("Assist text"):
@@ -148,9 +153,9 @@ class Reference:
     def arguments(self, usage):
         for name, row in zip(usage.split()[1:], self.table("Goes to")):
             target = row["Goes to"]
-            lines = [f"Default: {row['Default']}", *self.ranges(target, ["the number"])]
-            if quoted(target):
-                lines.append(f"The same as the message {target}")
+            lines = [f"Default: {row['Default']}", *self.ranges(target, ["the number"]),
+                     *self.ranges(f"argument {row['Argument']}", ["the number"]),
+                     f"The same as the message {target}" if quoted(target) else f"Goes to {target}"]
             kind = {"1": "int", "2": "symbol", "3": "int"}.get(row["Argument"], "number")
             yield described("objarg", sentence(row["Name"])[:-1], lines,
                             name=name.lower(), optional="1", type=kind)
@@ -166,6 +171,8 @@ class Reference:
                         or ("int" if name in ("N", "LOW", "HIGH") else "number")) for name in names)
             lines = [row["What it does"], f"Inlets: {', '.join(row['Inlets'].split())}",
                      *self.ranges(f"`{message}`", [name.strip("[]") for name in names])]
+            if message not in rest:
+                raise ValueError(f"no digest for the message: {message}")
             yield described("method", rest.pop(message), lines, element("arglist", arguments),
                             name=message)
         signals = [f"Inlet {row['Inlet']}: {row['A signal there']}"

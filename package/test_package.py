@@ -81,6 +81,10 @@ def add(name, data=b"x"):
     return apply
 
 
+def cut(name, size):
+    return lambda folder: os.truncate(folder / name, size)
+
+
 def remove(name):
     return lambda folder: (folder / name).unlink()
 
@@ -94,19 +98,31 @@ HELP = f"help/{NAME}.maxhelp"
 XML, LOOKUP = f"docs/{NAME}.maxref.xml", "interfaces/k.vorb-obj-qlookup.json"
 BREAKS = [
     (remove("readme.md"), "readme.md: missing"),
-    (lambda folder: shutil.rmtree(folder / "examples"), "examples: nothing in it"),
+    (lambda folder: shutil.rmtree(folder / "examples"), "examples: no .maxpat in it"),
+    (remove("extras/k.vorb_overview.maxpat"), "extras: no .maxpat in it"),
     (add("media/k.vorb one.wav"), "not a name for all systems"),
     (add("help/.DS_Store"), "not a name for all systems"),
     (add("notes.txt"), "notes.txt: does not belong there"),
+    (add("init/k.vorb.txt"), "init/k.vorb.txt: does not belong there"),
     (add("patchers/k.vorb~.maxhelp", b"{}"), "hides, or is hidden by"),
+    (add("extras/k.vorb_choir.maxpat", b"{}"), "by, examples/k.vorb_choir.maxpat"),
+    (add("examples/k.vorb~.maxpat", b"{}"), "hides, or is hidden by, the object"),
     (add("media/word.wav"), "should start with k.vorb"),
-    (add("source/large", bytes(4_000_001)), "source/large: 4000001 bytes are too many"),
+    (add("docs/large", bytes(4_000_001)), "docs/large: 4000001 bytes are too many"),
+    (both(*(add(f"docs/large{k}", bytes(3_900_000)) for k in range(5))), "k.vorb~: 2"),
     (add("license.md", b"\n"), "license.md: empty"),
-    (add("readme.md", b"see /Users/me/x"), "readme.md: names a place of one machine: /Users/"),
+    *[(add("readme.md", place), "readme.md: names a place of one machine: ")
+      for place in (b"see /Users/me/x", b"(/home/me/x)", b"<m>/home/me/x</m>", b"src=/home/me/",
+                    b"file:///Users", b"a \\\\server\\share\\x", b"buffer~ x /k.wav")],
     (change(HELP, b"k.vorb_word.wav", b"C:/k.vorb_word.wav"), "names a place of one machine: C:/"),
-    (add(LOOKUP, b"{"), "check_texts gave up: JSONDecodeError"),
+    (add(LOOKUP, b"{"), "obj-qlookup.json: cannot be read: JSONDecodeError"),
+    (both(add(LOOKUP, b"{"), add("readme.md", b" ")), "readme.md: empty"),
     (manifest(author=None), "author is missing"),
-    (manifest(filelist={}), "filelist is the host's to write"),
+    (manifest(author=7), "author should be of the type str"),
+    (manifest(tags="granular"), "tags should be of the type list"),
+    (manifest(description=""), "description is missing"),
+    (manifest(filelist={}), "filelist is unknown, or the host's to write"),
+    (change("package-info.json", b'"tags"', b'"name": "x", "tags"'), "a key stands there twice"),
     (manifest(name="vorb"), "name is not k.vorb~"),
     (manifest(version="1.2"), "'1.2' is no semantic version"),
     (manifest(homepatcher="k.vorb_home.maxpat"), "k.vorb_home.maxpat is missing"),
@@ -125,7 +141,9 @@ BREAKS = [
     (change(XML, b'object name="k.vorb~"', b'object name="vorb~"'), "c74object named k.vorb~"),
     (change(XML, b"<digest>Start a fog</digest>", b"<digest/>"), "method bang: no digest"),
     (change(XML, b"Opens the window of the buffer.", b" "), "method (mouse): no description"),
-    (change(XML, b"Range of FACTOR", b"FACTOR"), "transp: no range and fallback of factor"),
+    (change(XML, b"Range of FACTOR", b"FACTOR"), "transp: no range and fallback of FACTOR"),
+    (change(XML, b"Range of LOW", b"LOW"), "method limit: no range and fallback of LOW"),
+    (change(XML, b"1, 2, 4, 6 or 10; fallback", b"1"), "objarg outlets: no range and fallback"),
     (change(XML, b'<inlet id="8"', b'<inlet id="9"'), "the inlets should be 0 to 8"),
     (change(XML, b'<outlet id="10"', b'<outlet id="11"'), "the outlets should be 0 to 10"),
     (change(XML, b"</objarglist>", b"<objarg/></objarglist>"), "there are 11 creation arguments"),
@@ -133,8 +151,10 @@ BREAKS = [
     (change(XML, b'<method name="bang"', b'<method name="dsp64"'), "dsp64 stands there twice"),
     (change(XML, b'<method name="(mouse)"', b'<method name="x"'), "method (mouse) is missing"),
     (change(LOOKUP, b"msp", b"max"), "are not the reference's"),
-    (both(add("media/k.vorb_x.wav"), add("media/k.vorb_y.wav")), "k.vorb_x.wav: no patcher plays"),
-    (change("media/k.vorb_word.wav", b"RIFF", b"RIFX"), "check_media gave up"),
+    (both(add("media/k.vorb_x.wav"), add("media/k.vorb_y.wav")), "k.vorb_y.wav: no patcher plays"),
+    (add("media/k.vorb_wo"), "k.vorb_wo: no patcher plays"),
+    (change("media/k.vorb_word.wav", b"RIFF", b"RIFX"), "k.vorb_word.wav: cannot be read"),
+    (cut("media/k.vorb_word.wav", 30000), "k.vorb_word.wav: ends before its"),
     (add("media/k.vorb_word.wav", SILENCE), "k.vorb_word.wav: no sound in it"),
     (lambda folder: folder.rename(folder.with_name("vorb")), "vorb: should be named k.vorb~"),
 ]
@@ -202,6 +222,36 @@ class Package(unittest.TestCase):
         with zipfile.ZipFile(file, "a") as archive:
             archive.writestr("readme.md", "")
         self.assertIn("should hold the folder", "".join(check_package.check_zip(file)))
+
+    def test_a_damaged_zip_is_a_complaint(self):
+        file = self.zipped(self.copy())
+        data = bytearray(file.read_bytes())
+        with zipfile.ZipFile(file) as archive:
+            icon = archive.getinfo(NAME + "/icon.png")
+        data[icon.header_offset + 200] ^= 1
+        file.write_bytes(data)
+        self.assertEqual(["package.zip: k.vorb~/icon.png is damaged"],
+                         list(check_package.check_zip(file)))
+
+    def test_several_authors_may_be_named(self):
+        folder = self.copy()
+        manifest(author=None, authors=["a", "b"])(folder)
+        self.assertEqual([], list(check_package.check_manifest(folder)))
+
+    def test_a_message_that_is_new_or_gone_is_named(self):
+        text = (HERE.parent / "docs/reference.md").read_text("utf-8")
+        row = re.search(r"\n\| `aux2 A` .*", text)[0]
+        for changed, said in ((text.replace(row, row + row.replace("aux2", "aux3")),
+                               "no digest for the message: aux3"),
+                              (text.replace(row, ""), "no such message: aux2")):
+            with self.assertRaisesRegex(ValueError, said):
+                make_package.maxref.Reference(changed).page()
+
+    @unittest.skipUnless(shutil.which("rsvg-convert"), "rsvg-convert draws the icon")
+    def test_the_icon_goes_where_it_is_told(self):
+        icon = self.scratch / "drawn.png"
+        self.assertEqual("", run("make-icon", icon).stderr)
+        self.assertEqual(icon.read_bytes()[:24], (HERE / "icon.png").read_bytes()[:24])
 
     def test_the_same_package_gives_the_same_zip(self):
         first, second = self.copy(), self.copy()

@@ -1,4 +1,4 @@
-"""What a patcher looks like: how wide its texts are, where cords leave, run and arrive."""
+"""What a box has and looks like: inlets, outlets, the width of texts, where cords leave and run."""
 
 # Advance widths of Arial, in thousandths of the size of the font.
 _WIDTHS = {c: width for width, characters in {
@@ -73,3 +73,50 @@ def cord_path(line, boxes):
         a, b, c, d = (1 - t) ** 3, 3 * t * (1 - t) ** 2, 3 * t * t * (1 - t), t ** 3
         path.append(((a + b) * x0 + (c + d) * x3, (a + b) * y0 + (c + d) * y3 + (b - c) * bend))
     return path
+
+
+# Inlets, and the kinds of the outlets ("-" is anything).
+OBJECTS = {
+    "buffer~": (1, "float bang"), "sig~": (1, "signal"), "line~": (2, "signal bang"),
+    "*~": (2, "signal"), "+~": (2, "signal"), "phasor~": (2, "signal"), "cycle~": (2, "signal"),
+    "loadmess": (1, "-"), "prepend": (1, "-"), "pcontrol": (1, "-"), "mtof": (1, "-"),
+    "metro": (2, "bang"), "random": (2, "int"), "*": (2, "int"), "+": (2, "int"), "!-": (2, "int"),
+    "notein": (1, "int int int"), "stripnote": (2, "- -"),
+    "message": (2, "-"), "comment": (1, ""), "textbutton": (1, "- - int"),
+}
+# User-interface objects also have a size, and keys of their own.
+BUTTONS = {
+    "number": (1, "- bang", 50, 22, {}), "flonum": (1, "- bang", 50, 22, {"format": 6}),
+    "toggle": (1, "int", 24, 24, {}),
+    "kslider": (2, "int int", 336, 53, {}), "ezdac~": (2, "", 45, 45, {"local": 1}),
+    "meter~": (1, "float", 15, 45, {}),
+    # Half a second, whose fogs may be a little louder than 1: samples per pixel, and the height.
+    "scope~": (2, "", 150, 90, {"calccount": 150, "range": [-1.2, 1.2]}),
+    "waveform~": (5, "float float float float list -", 256, 64, {}),
+}
+
+
+def pins(words):
+    """Inlets, and the types of the outlets; for some objects they depend on the arguments."""
+    name, count = words[0], len(words) - 1
+    kinds = {"b": "bang", "f": "float", "i": "int", "l": "-"}
+    if name == "k.vorb~":
+        layout = "".join(words[1:2]) or "1"
+        if layout not in ("1", "2", "4", "6", "10"):
+            raise ValueError("a number of outlets that does not exist")
+        inlets, types = 9, "signal " * int(layout) + "int"
+    elif name == "pack":
+        inlets, types = count, "-"
+    elif name in ("t", "unpack"):
+        inlets, types = 1, " ".join(kinds[word] for word in words[1:])
+    elif name == "cycle":
+        inlets, types = 1, "- " * int(words[1])
+    elif name == "dac~":
+        inlets, types = count, ""
+    else:
+        inlets, types, *_ = (OBJECTS | BUTTONS).get(name) or (None, "")
+        if inlets is None:
+            raise ValueError("its inlets and outlets are not in the table: " + name)
+        if name == "*" and "." in words[1]:
+            types = "float"
+    return inlets, ["" if kind == "-" else kind for kind in types.split()]

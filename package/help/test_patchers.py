@@ -16,6 +16,7 @@ sys.path[:0] = [str(HERE), str(HERE.parent)]
 import check_patchers  # noqa: E402
 import maxref  # noqa: E402
 import shapes  # noqa: E402
+import sheets  # noqa: E402
 
 
 class Tab:
@@ -38,6 +39,19 @@ class Tab:
                                  if entry["box"]["maxclass"] != maxclass]
 
 
+def unplug(source, target, inlet=None):
+    """Takes out the cords between two kinds of boxes, told by their texts or classes."""
+    def apply(tab):
+        names = {entry["box"]["id"]: (entry["box"].get("text"), entry["box"]["maxclass"])
+                 for entry in tab.patcher["boxes"]}
+        tab.patcher["lines"] = [
+            entry for entry in tab.patcher["lines"]
+            if source not in ("*", *names[entry["patchline"]["source"][0]])
+            or target not in ("*", *names[entry["patchline"]["destination"][0]])
+            or inlet not in (None, entry["patchline"]["destination"][1])]
+    return apply
+
+
 def box(found, /, **keys):
     return lambda tab: tab.box(found).update(keys)
 
@@ -54,7 +68,13 @@ def from_box(text, inlet):
     return lambda tab: tab.cord(text)["destination"].__setitem__(1, inlet)
 
 
-VORB = "k.vorb~ 2 kvhelp_crowd 40 201 1 10 1.2 40 80 40 1"
+WRONG = {
+    "id": "obj-99", "maxclass": "newobj", "text": "p inner", "numinlets": 0, "numoutlets": 0,
+    "patching_rect": [700, 480, 60, 22],
+    "patcher": {"rect": [0, 0, 100, 100], "lines": [], "boxes": [{"box": {
+        "id": "obj-1", "maxclass": "newobj", "text": "k.vorb~ 3", "numinlets": 9, "numoutlets": 0,
+        "patching_rect": [0, 0, 70, 22]}}]}}
+VORB = "k.vorb~ 2 kvhelp_crowd 16 201 1 10 1.2 40 80 40 1"
 # What is done to the tab "limits", and what is then said.
 BREAKS = [
     (box("reset", id="obj-1"), "its id is not the only one"),
@@ -64,15 +84,33 @@ BREAKS = [
     (lambda tab: tab.box("reset").pop("numinlets"), "numinlets is missing"),
     (cord("reset", destination=["obj-999", 0]), "leads to obj-999"),
     (from_box("reset", 9), "a cord at pin 9"),
-    (box(VORB, text=VORB.replace("2", "1", 1)), "should have 9 inlets, 1 signal outlets"),
+    (box(VORB, text=VORB.replace("2", "1", 1)), "should have 9 inlets, the outlets"),
     (box(VORB, text=VORB.replace("2", "3", 1)), "a number of outlets that does not exist"),
     (box(VORB, text=VORB + " 1"), "more than 11 arguments"),
+    (box("*~ 0.3", numinlets=7), "should have 2 inlets, the outlets ['signal']"),
+    (box("*~ 0.3", outlettype=["int"]), "should have 2 inlets, the outlets ['signal']"),
+    (box("metro 200", text="frobnicate 2"), "are not in the table: frobnicate"),
+    (box("metro 200", text="t x"), "[t x]: 'x'"),
+    (box("toggle", maxclass="gizmo"), "are not in the table: gizmo"),
+    (box("ezdac~", local=0), "local is not 1"),
+    (place("reset", 0, float("nan")), "patching_rect is not four numbers"),
+    (from_box("reset", 0.5), "a cord at pin 0.5"),
+    (lambda tab: tab.box("reset").pop("maxclass"), "is no patcher: KeyError('maxclass')"),
+    (unplug("reset", VORB), "[reset]: leads nowhere"),
+    (unplug("*~ 0.3", "meter~"), "[meter~]: nothing is plugged into it"),
+    (unplug("*", VORB), "40 1]: nothing is plugged into it"),
+    (unplug(VORB, "*~ 0.3"), "no loudspeaker is behind it"),
+    (unplug("*~ 0.3", "ezdac~", 1), "no k.vorb~ is heard in channel 2"),
+    (box("*~ 0.3", text="*~ -5"), "without a *~ of at most 0.3"),
+    (box("*~ 0.3", text="*~ 0"), "without a *~ of at most 0.3"),
+    (box("*~ 0.3", text="+~ 0.3"), "without a *~ of at most 0.3"),
     (box(VORB, text=VORB.replace("crowd", "cloud")), "there is no buffer~ kvhelp_cloud beside it"),
     (box("reset", text="rest"), "does not know the message rest"),
     (box("reset", text="bang"), "the message reset is not shown"),
-    (box("limit 6 30", text="limit 6"), "limit takes 2 to 2 arguments, not 1"),
-    (box("limit 6 30", text="tex 1, limit 6 30 9"), "limit takes 2 to 2 arguments, not 3"),
-    (box("limit 6 30", text="prepend pan", maxclass="newobj"), "pan takes 2 to 2 arguments, not 1"),
+    (box("limit 12 13", text="limit 6"), "limit takes 2 to 2 arguments, not 1"),
+    (box("limit 12 13", text="tex 1, limit 6 30 9"), "limit takes 2 to 2 arguments, not 3"),
+    (box("limit 12 13", text="prepend pan", maxclass="newobj", numinlets=1),
+     "pan takes 2 to 2 arguments, not 1"),
     (from_box("reset", 4), "inlet 4 does not answer reset"),
     (box("reset", text="502"), "there is no buffer~ sample502 in this patcher"),
     (box("reset", text="set kvhelp_ah"), "there is no buffer~ kvhelp_ah in this patcher"),
@@ -81,20 +119,38 @@ BREAKS = [
     (box("buffer~ kvhelp_crowd k.vorb_vowel_o.wav", text="buffer~ kvhelp_ah k.vorb_vowel_o.wav"),
      "tab basic has a buffer~ of this name"),
     (box("reset", text="load k.vorb_nothing.maxpat"), "there is no such patcher"),
+    (box("reset", text="loadunique k.vorb_no.maxpat"), "there is no such patcher"),
+    (box("reset", text="help k.vorb"), "there is no such patcher"),
     (box("*~ 0.3", text="*~ 0.9"), "without a *~ of at most 0.3"),
     (place("reset", 0, 800), "reaches beyond the window"),
     (place("reset", 2, 20), "is too small for its text"),
     (place("ends all fogs", 3, 10), "is too small for its text"),
     (place("reset", 1, 225), "overlaps"),
     (place("ends all fogs", 0, 150), "no word stands beside it"),
+    (place("five times a second", 0, 700), "[toggle]: no word stands beside it"),
     (cord("5, 200 6000", midpoints=[62, 145, 62, 155, 39.5, 155]), "a cord runs through it"),
     (cord("test 1", midpoints=[309.5, 232, 39.5, 200]), "a cord runs through it"),
     (cord("metro 200", midpoints=[39.5, 200, 39.5, 290]), "its cord hides one"),
     (lambda tab: tab.drop("meter~"), "leads to obj-"),
     (box("textbutton", text="7"), "its steps are not numbered from 1"),
     (lambda tab: tab.patcher.update(showontab=0), "showontab is not 1"),
-    (lambda tab: tab.patcher["rect"].__setitem__(2, 900.0), "not all tabs are of one size"),
+    (lambda tab: tab.patcher["rect"].__setitem__(2, 900.0), "is not of the size of the window"),
     (lambda tab: tab.patcher.pop("lines"), "is no patcher"),
+    (lambda tab: tab.patcher["boxes"].append({"box": WRONG}), "tab limits, tab inner: [k.vorb~ 3]"),
+]
+# What is done to the patcher that holds the tabs.
+ROOT_BREAKS = [
+    (lambda root: root.update(openinpresentation=1), "openinpresentation is not 0"),
+    (lambda root: root.pop("fileversion"), "fileversion is not 1"),
+    (lambda root: root.pop("classnamespace"), "classnamespace is not box"),
+    (lambda root: root["appversion"].update(major=9), "appversion is not"),
+    (lambda root: root.pop("rect"), "its window is not within"),
+    (lambda root: root["rect"].__setitem__(2, 3000.0), "its window is not within"),
+    (lambda root: root.update(boxes=[]), "is empty"),
+    (lambda root: root["boxes"].append({"box": {**WRONG, "id": "x"}}), "tab inner: [k.vorb~ 3]"),
+    (lambda root: root["lines"].append({"patchline": {
+        "source": ["obj-77", 0], "destination": ["obj-78", 0]}}), "a cord leads to obj-77"),
+    (lambda root: root["boxes"][1]["box"].update(text="p limits"), "the tabs should be"),
 ]
 
 
@@ -109,7 +165,8 @@ class Patchers(unittest.TestCase):
             (cls.package / folder).mkdir()
         (cls.package / "docs/k.vorb~.maxref.xml").write_text(reference.page(), "utf-8")
         for sound in (ROOT / "media").glob("*.wav"):
-            (cls.package / "media" / f"k.vorb_{sound.name.replace('-', '_')}").touch()
+            (cls.package / "media" / sheets.media_name(sound)).touch()
+        shutil.copy(HERE.parent / "package-info.json", cls.package)
         cls.help = cls.package / check_patchers.HELP
         cls.intact = cls.help.read_text("utf-8")
 
@@ -135,11 +192,33 @@ class Patchers(unittest.TestCase):
                 self.assertSaid(said, expected)
                 self.assertTrue(all(line.startswith(check_patchers.HELP) for line in said), said)
 
+    def test_each_broken_rule_of_the_window_is_reported(self):
+        for change, expected in ROOT_BREAKS:
+            with self.subTest(expected):
+                self.assertSaid(self.complaints(change), expected)
+
+    def test_every_folder_is_looked_into_and_no_fault_hides_another(self):
+        for name in "docs/k.vorb_x.maxpat", "examples/sub/k.vorb_y.maxpat":
+            file = self.package / name
+            file.parent.mkdir(exist_ok=True)
+            file.write_text('{"patcher": {}, "patcher": {}}', "utf-8")
+            self.addCleanup(file.unlink)
+        said = self.complaints(lambda root: box("reset", text="rest")(Tab(root, "limits")))
+        for expected in "k.vorb_x.maxpat: is no", "k.vorb_y.maxpat: is no", "the message rest":
+            self.assertSaid(said, expected)
+
+    def test_a_level_that_a_cord_sets_is_looked_at(self):
+        file = self.package / "examples/k.vorb_cloud.maxpat"
+        intact = file.read_text("utf-8")
+        self.addCleanup(file.write_text, intact, "utf-8")
+        file.write_text(intact.replace('"* 0.3"', '"* 9."'), "utf-8")
+        self.assertSaid(check_patchers.check(self.package), "without a *~ of at most 0.3")
+
     def test_tabs_have_their_order(self):
         def swap(root):
             first, *_, last = (entry["box"]["patching_rect"] for entry in root["boxes"])
             first[0], last[0] = last[0], first[0]
-        self.assertSaid(self.complaints(swap), "the tabs should begin with basic")
+        self.assertSaid(self.complaints(swap), "the tabs should be")
 
     def test_a_tab_without_meter_is_reported(self):
         def take_out(root):
@@ -158,7 +237,6 @@ class Patchers(unittest.TestCase):
     def test_a_missing_help_patcher_is_reported(self):
         self.help.unlink()
         self.assertSaid(check_patchers.check(self.package), "is missing")
-
 
     @unittest.skipUnless(ctypes.util.find_library("cairo"), "cairo draws the pictures")
     def test_every_tab_and_patcher_is_drawn_as_it_is(self):
