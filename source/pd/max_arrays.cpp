@@ -1,0 +1,178 @@
+// Pd's arrays as sample buffers. The object wants contiguous, interleaved floats, Pd keeps one
+// array for each channel, in wider cells, and tells nobody when one is written. So every name has a
+// shadow, one for all instances, into which each block copies what its fogs are about to read and
+// nothing else: whatever was written is heard at once, at a cost that no array's length changes.
+#include "host_state.h"
+#include "k_vorb_plan.h"
+#include "pd_bridge.h"
+
+#include <algorithm>
+#include <new>
+#include <set>
+
+namespace host {
+
+/// What stands for the array, or the arrays, of a name.
+struct shadow : buffer {
+    enum { most_channels = 4 };
+
+    void *symbol = nullptr;                 // of the array that is a mono sample
+    void *channel_symbols[most_channels]{}; // 0-NAME, 1-NAME ...: where there is no such array
+    const void *elements[most_channels]{};  // as last looked up
+    t_atom_long room = 0;                   // samples
+    t_buffer_ref *reader = nullptr;         // who asked last: who asks for the samples next
+};
+
+static std::map<std::string, shadow, std::less<>> shadows;
+static std::map<std::string, double, std::less<>> rates; // of arrays that do not have Pd's
+
+static shadow *shadow_of(void *object) // of a reference or a buffer~
+{
+    return static_cast<shadow *>(reinterpret_cast<buffer *>(object));
+}
+
+/// The shadow of a name, made where there is none yet. It stays where it is.
+static shadow *shadow_named(t_symbol *name)
+{
+    const auto [entry, fresh] = shadows.try_emplace(name->s_name);
+    shadow &s = entry->second;
+    if (!fresh) return &s;
+    s.name = name;
+    s.symbol = pd::symbol(name->s_name);
+    for (int c = 0; c < shadow::most_channels; ++c)
+        s.channel_symbols[c] = pd::symbol((std::to_string(c) + "-" + name->s_name).c_str());
+    return &s;
+}
+
+/// One array, or two, or four, as long as the shortest; else no channel.
+static void find_arrays(shadow &s)
+{
+    long lengths[shadow::most_channels];
+    if ((s.elements[0] = pd::find_array(s.symbol, lengths))) {
+        s.channels = 1;
+        s.frames = lengths[0];
+        return;
+    }
+    int found = 0;
+    while (found < shadow::most_channels &&
+           (s.elements[found] = pd::find_array(s.channel_symbols[found], &lengths[found])))
+        ++found;
+    s.channels = found == 4 ? 4 : found >= 2 ? 2 : 0;
+    s.frames = s.channels ? *std::min_element(lengths, lengths + s.channels) : 0;
+}
+
+/// Room for exactly what there is, so that sanitizers see its end. Untouched memory costs little:
+/// an array of which a minute is played takes the room of that minute.
+static void make_room(shadow &s)
+{
+    const t_atom_long wanted = s.frames * s.channels;
+    if (wanted == s.room) return;
+    s.samples.reset(wanted ? new (std::nothrow) float[static_cast<size_t>(wanted)] : nullptr);
+    s.room = s.samples ? wanted : 0;
+    if (s.room < wanted) object_error(nullptr, "k.vorb~: no memory for %s", s.name->s_name);
+}
+
+/// Looks the arrays up anew. The audio tick must not allocate: there an array that has grown ends
+/// at its former length until the tick is over. It happens to those alone that were renamed, since
+/// resizing rebuilds the signal chain.
+static void update(shadow &s)
+{
+    find_arrays(s);
+    if (running != context::audio) make_room(s);
+    else if (s.frames * s.channels > s.room) pd::refresh_soon();
+    if (s.channels) s.frames = std::min(s.frames, s.room / s.channels);
+}
+
+/// Copies what a fog is about to read.
+static void renew(shadow &s, const vorb_fogread &head)
+{
+    const vorb_plan plan =
+        vorb_plan_sweep(head, head.prev_pos, head.pos_ms * head.frames_per_ms, s.frames);
+    if (plan.verdict != vorb_verdict::read) return;
+    const t_atom_long count = std::min<t_atom_long>(plan.count + 1, s.frames - plan.base);
+    for (t_atom_long c = 0; c < s.channels; ++c)
+        pd::copy_elements(&s.samples[static_cast<size_t>(plan.base * s.channels + c)],
+                          int(s.channels), s.elements[c], long(plan.base), long(count));
+}
+
+void check_locks()
+{
+    for (const auto &entry : shadows)
+        if (entry.second.locks) fault("an array is still locked: ", entry.first);
+}
+
+} // namespace host
+
+void vorb_pd::set_rate(const char *array, float hz)
+{
+    if (hz > 0) host::rates[array] = double(hz);
+    else host::rates.erase(array);
+}
+
+void vorb_pd::refresh(const instance *x)
+{
+    for (const auto &ref : host::now.references)
+        if (!x || ref->owner == x) host::update(*host::shadow_of(ref->bound));
+    if (x) return;
+    std::set<const host::buffer *> used;
+    for (const auto &ref : host::now.references) used.insert(ref->bound);
+    for (auto s = host::shadows.begin(); s != host::shadows.end();)
+        s = used.count(&s->second) ? std::next(s) : host::shadows.erase(s);
+}
+
+t_buffer_ref *buffer_ref_new(t_object *self, t_symbol *name)
+{
+    host::instance *owner = host::find(self, "buffer_ref_new");
+    if (!owner) return nullptr;
+    host::shadow *s = host::shadow_named(name);
+    auto ref = std::make_unique<t_buffer_ref>(t_buffer_ref{owner, name, s});
+    return host::now.references.emplace_back(std::move(ref)).get();
+}
+
+void buffer_ref_set(t_buffer_ref *ref, t_symbol *name)
+{
+    ref->name = name;
+    ref->bound = host::shadow_named(name);
+}
+
+t_buffer_obj *buffer_ref_getobject(t_buffer_ref *ref)
+{
+    host::shadow &s = *host::shadow_of(ref->bound);
+    host::update(s);
+    s.reader = ref;
+    return s.channels && s.samples ? &s.object : nullptr;
+}
+
+/// References look for themselves: no notice has anything to tell them, and none is sent.
+t_max_err buffer_ref_notify(t_buffer_ref *, t_symbol *, t_symbol *, void *, void *)
+{
+    return MAX_ERR_NONE;
+}
+
+void buffer_view(t_buffer_obj *) {} // a double click, which Pd does not pass on
+
+/// The reader's fogs are those that its instance plays in this block, also those just begun.
+float *buffer_locksamples(t_buffer_obj *object)
+{
+    host::shadow &s = *host::shadow_of(object);
+    const auto x = reinterpret_cast<const vorb *>(s.reader->owner->memory);
+    for (const vorb_fog *fog = x->pool.used; fog; fog = fog->next)
+        if (fog->reader.bufref == s.reader) host::renew(s, fog->reader);
+    ++s.locks;
+    return s.samples.get();
+}
+
+void buffer_unlocksamples(t_buffer_obj *object) { --host::shadow_of(object)->locks; }
+
+t_atom_long buffer_getframecount(t_buffer_obj *object) { return host::shadow_of(object)->frames; }
+
+t_atom_long buffer_getchannelcount(t_buffer_obj *object)
+{
+    return host::shadow_of(object)->channels;
+}
+
+t_atom_float buffer_getsamplerate(t_buffer_obj *object)
+{
+    const auto own = host::rates.find(host::shadow_of(object)->name->s_name);
+    return own == host::rates.end() ? pd::sample_rate() : own->second;
+}

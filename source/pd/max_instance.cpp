@@ -1,0 +1,123 @@
+// Instances and messages: the headless host's own code makes and calls them, Pd's console and clock
+// stand in for its.
+#include "host_state.h"
+#include "pd_bridge.h"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+extern "C" void ext_main(void *);
+
+static const char class_name[] = "k.vorb~";
+
+namespace host {
+
+session now;
+
+void load_class(const std::string &) {} // Pd has loaded the only one
+
+} // namespace host
+
+namespace vorb_pd {
+
+using namespace host;
+
+static void *newborn = nullptr; // Pd's object while the constructor runs
+
+/// Rows of the console name the class, and lead to Pd's object, which an unused field of the
+/// instance knows.
+static void write(bool error, const t_object *x, const char *format, va_list args)
+{
+    char text[800], row[sizeof text + sizeof class_name + 2];
+    if (std::vsnprintf(text, sizeof text, format, args) < 0) return;
+    const bool named = !x || std::strncmp(text, class_name, sizeof class_name - 1) == 0;
+    std::snprintf(row, sizeof row, "%s%s%s", named ? "" : class_name, named ? "" : ": ", text);
+    pd::write_console(x && x->o_outlet ? x->o_outlet : newborn, error, row);
+}
+
+/// A broken rule of the API is a mistake of ours, and better heard of than kept.
+static void report_faults(instance &x)
+{
+    if (now.faults.empty()) return;
+    for (const std::string &text : take_faults())
+        object_error(x.memory, "internal fault: %s", text.c_str());
+}
+
+void load()
+{
+    now.defer_at_once = true; // one thread plays all messages, as without overdrive
+    ext_main(nullptr);
+}
+
+instance *create(void *owner, int argc, const atom *argv)
+{
+    std::string box = class_name; // as typed: whole numbers are ints
+    for (const atom *a = argv; a < argv + argc; ++a) {
+        char number[32]; // a box can hold what is beyond every float, but not the word for it
+        std::snprintf(number, sizeof number, " %.9g", std::clamp(double(a->number), -1e99, 1e99));
+        if (a->symbol) box.append(" \"").append(a->symbol).append("\"");
+        else box += number;
+    }
+    now.clock_ms = pd::time_ms();
+    newborn = owner;
+    t_object *memory = host::create(box);
+    newborn = nullptr;
+    if (!memory) return nullptr;
+    memory->o_outlet = owner;
+    report_faults(get(memory));
+    return &get(memory);
+}
+
+void destroy(instance *x)
+{
+    host::destroy(x->memory);
+    refresh(nullptr);
+}
+
+int signal_outlets(const instance *x) { return host::signal_outlets(x->memory); }
+
+bool send(instance *x, int inlet, const char *selector, int argc, const atom *argv, float *left)
+{
+    atoms args(static_cast<size_t>(argc));
+    for (size_t k = 0; k < args.size(); ++k) {
+        args[k].a_type = argv[k].symbol ? A_SYM : A_FLOAT;
+        if (argv[k].symbol) args[k].a_w.w_sym = gensym(argv[k].symbol);
+        else args[k].a_w.w_float = double(argv[k].number);
+    }
+    now.clock_ms = pd::time_ms();
+    deliver(*x, inlet, selector, args);
+    report_faults(*x);
+    const std::vector<number> numbers = std::exchange(now.numbers, {});
+    if (numbers.empty()) return false;
+    *left = float(numbers.back().value); // no message is answered with more than one
+    return true;
+}
+
+void send_number(instance *x, int inlet, float v)
+{
+    using handler = void(t_object *, double);
+    now.clock_ms = pd::time_ms();
+    x->current_inlet = inlet;
+    if (const auto number = method_of<handler>(*x, "float")) number(x->memory, double(v));
+    x->current_inlet = 0;
+}
+
+} // namespace vorb_pd
+
+void object_post(t_object *x, C74_CONST char *s, ...)
+{
+    va_list args;
+    va_start(args, s);
+    vorb_pd::write(false, x, s, args);
+    va_end(args);
+}
+
+void object_error(t_object *x, C74_CONST char *s, ...)
+{
+    va_list args;
+    va_start(args, s);
+    vorb_pd::write(true, x, s, args);
+    va_end(args);
+}
