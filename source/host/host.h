@@ -48,7 +48,8 @@ void reset();
 
 // ---- Externals ----------------------------------------------------------------------------------
 
-/// Adds a folder in which create() looks for `CLASS.so` when it meets an unknown class.
+/// Adds a folder in which create() looks for the external of a class that it does not know:
+/// `CLASS.so`, on Windows `CLASS.mxe64`, on a Mac `CLASS.mxo`.
 void add_folder(const std::string &folder);
 
 /// Registers an external that is compiled into the program by calling its entry point.

@@ -39,10 +39,10 @@ static t_class *open_class(const t_class *c, const char *call)
     return nullptr;
 }
 
-static std::vector<int> read_types(int first, va_list args)
+static std::vector<int> read_types(va_list args)
 {
     std::vector<int> types;
-    for (int type = first; type != A_NOTHING; type = va_arg(args, int)) {
+    while (const int type = va_arg(args, int)) {
         types.push_back(type);
         if (types.size() > MSG_MAXARG) break; // the closing 0 may be missing
     }
@@ -81,7 +81,7 @@ t_max_err class_addmethod(t_class *c, method m, C74_CONST char *name, ...)
 {
     va_list args;
     va_start(args, name);
-    std::vector<int> types = host::read_types(va_arg(args, int), args);
+    std::vector<int> types = host::read_types(args);
     va_end(args);
     t_class *open = host::open_class(c, "class_addmethod");
     if (!open) return MAX_ERR_INVALID_PTR;

@@ -1,4 +1,4 @@
-// Loading externals from their files: the one file that differs from system to system.
+// Loading externals from their files, whose names and places differ from system to system.
 #include "host_state.h"
 
 #include <dlfcn.h>
@@ -20,13 +20,25 @@ void link(entry_point ext_main)
     ext_main(nullptr);
 }
 
+/// Where in a folder the external of a class lies.
+static std::string file_of(const std::string &folder, const std::string &name)
+{
+#if defined(_WIN32)
+    return folder + "/" + name + ".mxe64";
+#elif defined(__APPLE__)
+    return folder + "/" + name + ".mxo/Contents/MacOS/" + name;
+#else
+    return folder + "/" + name + ".so";
+#endif
+}
+
 /// Loads the file of that name from the first folder that has it; says on the console what is wrong
 /// with it. Names are plain words: none leads out of the folders.
 void load_class(const std::string &name)
 {
     if (name.find_first_of("/\\") != name.npos) return;
     for (const std::string &folder : folders) {
-        const std::string file = folder + "/" + name + ".so";
+        const std::string file = file_of(folder, name);
         std::error_code none;
         if (!std::filesystem::exists(file, none)) continue;
         void *library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);

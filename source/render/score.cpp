@@ -50,7 +50,7 @@ public:
 private:
     static void check_characters(std::string_view text)
     {
-        const auto control = [](char c) { return (c >= 0 && c < ' ' && c != '\t') || c == 127; };
+        const auto control = [](unsigned char c) { return (c < ' ' && c != '\t') || c == 127; };
         if (std::any_of(text.begin(), text.end(), control))
             throw mistake("a control character, but scores are plain text");
     }

@@ -1,75 +1,7 @@
-// Records and signatures of the API, classes as externals register them, and instances from the
-// text of a box.
+// Classes as externals register them, and instances from the text of a box.
 #include "probe.h"
 
-#include <cstddef>
-#include <type_traits>
-
 namespace {
-
-// ---- The API's face -----------------------------------------------------------------------------
-
-static_assert(sizeof(t_atom) == 16 && offsetof(t_atom, a_type) == 0 && offsetof(t_atom, a_w) == 8);
-static_assert(std::is_same_v<decltype(t_atom::a_type), short>);
-static_assert(sizeof(t_symbol) == 16 && offsetof(t_symbol, s_name) == 0 &&
-              offsetof(t_symbol, s_thing) == 8);
-static_assert(sizeof(t_object) == 32 && offsetof(t_object, o_messlist) == 0 &&
-              offsetof(t_object, o_magic) == 8 && offsetof(t_object, o_inlet) == 16 &&
-              offsetof(t_object, o_outlet) == 24);
-static_assert(sizeof(t_object::o_magic) == 8);
-static_assert(offsetof(t_pxobject, z_ob) == 0 && offsetof(t_pxobject, z_in) == 32);
-static_assert(std::is_same_v<decltype(t_pxobject::z_in), long> &&
-              std::is_same_v<decltype(t_pxobject::z_disabled), long> &&
-              std::is_same_v<decltype(t_pxobject::z_misc), short>);
-static_assert(offsetof(t_pxobject, z_proxy) == 40 && offsetof(t_pxobject, z_disabled) == 48);
-constexpr size_t after_disabled = 48 + sizeof(long); // 64 bytes in all, or 56 where long has 4
-static_assert(offsetof(t_pxobject, z_count) == after_disabled &&
-              offsetof(t_pxobject, z_misc) == after_disabled + 2 &&
-              sizeof(t_pxobject) == after_disabled + 8);
-
-static_assert(sizeof(t_atom_long) == 8 && std::is_signed_v<t_atom_long>);
-static_assert(std::is_same_v<t_atom_float, double>);
-static_assert(sizeof(t_max_err) == 8 && sizeof(t_ptr_int) == 8 && sizeof(t_ptr_size) == 8);
-static_assert(A_NOTHING == 0 && A_LONG == 1 && A_FLOAT == 2 && A_SYM == 3 && A_OBJ == 4 &&
-              A_DEFLONG == 5 && A_DEFFLOAT == 6 && A_DEFSYM == 7 && A_GIMME == 8 && A_CANT == 9 &&
-              A_SEMI == 10 && A_COMMA == 11 && A_DOLLAR == 12 && MSG_MAXARG == 7);
-static_assert(MAX_ERR_NONE == 0 && MAX_ERR_GENERIC == -1 && MAX_ERR_INVALID_PTR == -2 &&
-              MAX_ERR_DUPLICATE == -3 && MAX_ERR_OUT_OF_MEM == -4);
-static_assert(ASSIST_INLET == 1 && ASSIST_OUTLET == 2 && Z_NO_INPLACE == 1);
-
-template <auto function, class Signature>
-constexpr bool has = std::is_same_v<decltype(function), Signature *>;
-
-using text = const char *;
-using handle = void *;
-static_assert(std::is_same_v<method, void *(*)(void *)> && std::is_same_v<t_buffer_obj, t_object>);
-static_assert(has<class_new, t_class *(text, method, method, long, method, short, ...)>);
-static_assert(has<class_addmethod, t_max_err(t_class *, method, text, ...)>);
-static_assert(has<class_register, t_max_err(t_symbol *, t_class *)>);
-static_assert(has<object_alloc, handle(t_class *)>);
-static_assert(has<object_method_imp, handle(handle, handle, handle, handle, handle, handle, handle,
-                                            handle, handle, handle)>);
-static_assert(has<gensym, t_symbol *(text)> && has<proxy_getinlet, long(t_object *)>);
-static_assert(has<intout, handle(handle)> && has<outlet_new, handle(handle, text)>);
-static_assert(has<outlet_int, handle(t_outlet *, t_atom_long)>);
-static_assert(has<defer, handle(handle, method, t_symbol *, short, t_atom *)>);
-static_assert(has<gettime, long()> && has<sys_getblksize, int()> && has<sys_getsr, float()>);
-static_assert(has<object_post, void(t_object *, text, ...)>);
-static_assert(has<object_error, void(t_object *, text, ...)>);
-static_assert(has<sysmem_newptr, char *(t_ptr_size)> && has<sysmem_freeptr, void(handle)>);
-static_assert(has<class_dspinit, void(t_class *)> && has<z_dsp_free, void(t_pxobject *)>);
-static_assert(has<z_dsp_setup, void(t_pxobject *, long)>);
-static_assert(has<buffer_ref_new, t_buffer_ref *(t_object *, t_symbol *)>);
-static_assert(has<buffer_ref_set, void(t_buffer_ref *, t_symbol *)>);
-static_assert(has<buffer_ref_getobject, t_buffer_obj *(t_buffer_ref *)>);
-static_assert(
-    has<buffer_ref_notify, t_max_err(t_buffer_ref *, t_symbol *, t_symbol *, handle, handle)>);
-static_assert(has<buffer_view, void(t_buffer_obj *)>);
-static_assert(has<buffer_locksamples, float *(t_buffer_obj *)>);
-static_assert(has<buffer_unlocksamples, void(t_buffer_obj *)>);
-static_assert(has<buffer_getframecount, t_atom_long(t_buffer_obj *)>);
-static_assert(has<buffer_getchannelcount, t_atom_long(t_buffer_obj *)>);
-static_assert(has<buffer_getsamplerate, t_atom_float(t_buffer_obj *)>);
 
 // ---- Classes ------------------------------------------------------------------------------------
 

@@ -229,8 +229,8 @@ TEST_F(control, printing_the_inputs_posts_three_lines_as_stored)
     x->inputs.atten = 1e7;
     vorb_print_inputs(&x->inputs);
     char table[100];
-    std::snprintf(table, sizeof table, "  table = start,  bufref = %lx",
-                  reinterpret_cast<unsigned long>(x->inputs.bufref));
+    std::snprintf(table, sizeof table, "  table = start,  bufref = %llx",
+                  (unsigned long long)reinterpret_cast<std::uintptr_t>(x->inputs.bufref));
     const auto rows = host::take_console();
     const char *const texts[] = {"- vorb_inputs", table,
                                  "  offset = 1.250000, trans = 2.000000, bw = 100.500000, "

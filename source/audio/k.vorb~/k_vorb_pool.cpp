@@ -41,7 +41,7 @@ static void vorb_warn(vorb *x, const char *what, std::int32_t *count, std::int64
 {
     // Saturates: under a clock that stands still events are counted without end.
     if (*count < std::numeric_limits<std::int32_t>::max()) ++*count;
-    if (gettime() - *lasttime <= 1000) return;
+    if (long(gettime() - *lasttime) <= 1000) return; // as wide as the clock, which may wrap
     if (!vorb_error_silent)
         object_error(vorb_object(x), "%s: %s (%d)", s_vorb_name, what, int(*count));
     *count = 0;
