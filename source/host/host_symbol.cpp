@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cctype>
 #include <charconv>
+#include <locale>
+#include <sstream>
 
 t_symbol *gensym(C74_CONST char *s)
 {
@@ -52,11 +54,11 @@ static t_atom word(const std::string &text)
         return atom(whole);
     // "inf" and "nan" are words in a box, not numbers.
     const bool numeric = text.find_first_not_of("+-.0123456789eE") == std::string::npos;
+    // A stream with its own locale: floating from_chars is missing from some standard libraries.
+    std::istringstream in(text);
+    in.imbue(std::locale::classic());
     double real = 0;
-    if (numeric) {
-        const auto [end, fail] = std::from_chars(first, last, real);
-        if (fail == std::errc{} && end == last) return atom(real);
-    }
+    if (numeric && in >> real && in.eof()) return atom(real);
     return atom(text.c_str());
 }
 

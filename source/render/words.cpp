@@ -1,9 +1,8 @@
-// Cutting a score line into words, and reading numbers whatever the locale.
+// Cutting a score line into words, and reading numbers as a box does.
 #include "words.h"
 
 #include <charconv>
-#include <locale>
-#include <sstream>
+#include <host.h>
 #include <stdexcept>
 
 static constexpr std::string_view blanks = " \t";
@@ -66,13 +65,10 @@ std::vector<std::string_view> words_of(std::string_view text)
 
 double number(std::string_view word)
 {
-    // A stream with its own locale: floating from_chars is missing from some standard libraries.
-    std::istringstream in{std::string(word)};
-    in.imbue(std::locale::classic());
-    double value;
-    if (!(in >> value) || !in.eof())
+    const host::atoms read = host::parse(word);
+    if (read.size() != 1 || read[0].a_type == A_SYM)
         throw std::invalid_argument("not a number: " + std::string(word));
-    return value;
+    return read[0].a_type == A_LONG ? double(read[0].a_w.w_long) : read[0].a_w.w_float;
 }
 
 int count(std::string_view word)

@@ -1,4 +1,4 @@
-// Cutting a score line into words, and reading numbers whatever the locale.
+// Cutting a score line into words, and reading numbers as a box does.
 #pragma once
 
 #include <string>

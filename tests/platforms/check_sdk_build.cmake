@@ -11,7 +11,8 @@ file(READ ${ours}/ext.h ext)
 file(READ ${CMAKE_CURRENT_LIST_DIR}/sdk_extras.h extras)
 file(CONFIGURE OUTPUT ${support}/max-includes/ext.h CONTENT "@ext@\n@extras@" @ONLY)
 
-set(options -DCMAKE_BUILD_TYPE=Debug -DMAX_SDK_DIR=${sdk} -DCMAKE_CXX_COMPILER=${COMPILER})
+set(options -DCMAKE_BUILD_TYPE=Debug -DMAX_SDK_DIR=${sdk} -DCMAKE_CXX_COMPILER=${COMPILER}
+  -DCMAKE_CXX_FLAGS=-DSDK_STAND_IN_IS_USED)
 if(TOOLCHAIN)
   list(APPEND options -DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN})
 endif()

@@ -2,13 +2,20 @@
 // records, where `long` has 64 bits and where it has 32. Compiling this is the test, against our
 // own headers in every build, and against those of the SDK where these are used.
 #include "ext.h"
-#include "ext_buffer.h"
+
 #include "ext_obex.h"
+
 #include "z_dsp.h"
+
+#include "ext_buffer.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
+
+#if defined(SDK_STAND_IN_IS_USED) && !defined(SDK_STAND_IN)
+#error "other headers than those of MAX_SDK_DIR"
+#endif
 
 template <class Expected, class Declared>
 constexpr bool is(Declared *)
@@ -35,7 +42,7 @@ static_assert(is<void *(void *, method, t_symbol *, short, t_atom *)>(defer));
 static_assert(is<long()>(gettime));
 static_assert(is<void(t_object *, name, ...)>(object_post));
 static_assert(is<void(t_object *, name, ...)>(object_error));
-static_assert(is<char *(std::uintptr_t)>(sysmem_newptr) || is<t_ptr(t_ptr_size)>(sysmem_newptr));
+static_assert(is<char *(std::uintptr_t)>(sysmem_newptr));
 static_assert(is<void(void *)>(sysmem_freeptr));
 
 static_assert(is<void(t_class *)>(class_dspinit));

@@ -1,6 +1,11 @@
 // What the SDK's headers bring along beyond ours: macros that could take names away from the
 // object's sources, and on Windows the system's own header.
+#define SDK_STAND_IN
+
 #ifdef _WIN32
+#ifndef WIN_VERSION
+#error "the SDK's headers ask for WIN_VERSION"
+#endif
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
 #endif

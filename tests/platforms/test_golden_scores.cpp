@@ -23,22 +23,20 @@ namespace {
 /// within two, as test_library sees to. All else is the same arithmetic everywhere: counts, phases,
 /// positions.
 ///  - Curves, by y = c * y1 - y2 with c = 2 cos(t), t = pi / n and |y| <= 1/2. In each step c is
-///  off
-///    by 2^-52, which counts half; product and difference round by 2^-54 and 2^-55: 1.94e-16. After
-///    k steps such an error has grown by sin(k t) / sin(t), and these add up to 2 n^2 / pi^2. The
-///    two values at the start are off by 2^-54 each, and grow to n / pi times that at most.
+///    off by 2^-52, which counts half; product and difference round by 2^-54 and 2^-55: 1.94e-16.
+///    After k steps such an error has grown by sin(k t) / sin(t), and these add up to 2 n^2 / pi^2.
+///    The two values at the start are off by 2^-54 each, and grow to n / pi times that at most.
 ///  - Decay, amp *= d: d is off by 2^-51 of itself, the product rounds by 2^-53: 5.6e-16 a sample.
-///  - Lowpass, y = v a - y (a - 1), a *= k: k is off by 2^-52, the product by 2^-53. What a is off
-///  by
-///    weighs v against y, with shares that add up to 1: 2 * 3.4e-16 a sample. Rounding in a - 1,
-///    two products and a difference adds 3.9e-16: 1.1e-15.
+///  - Lowpass, y = v a - y (a - 1), a *= k: k is off by 2^-52, the product by 2^-53. What a is
+///    off by weighs v against y, with shares that add up to 1: 2 * 3.4e-16 a sample. Rounding in a
+///    - 1, two products and a difference adds 3.9e-16: 1.1e-15.
 ///  - Ten samples more stand for the onset's own factors and the gains, read from tables of sines.
 constexpr double straying(double n, double length)
 {
     return 0.4e-16 * n * (n + 1) + 1.7e-15 * (length + 10);
 }
 
-// In these scores no curve is longer than 12 ms at 44100 Hz, and no fog sounds for longer than 93.
+// Samples: in these scores no curve is longer, and no fog sounds for longer.
 constexpr double longest_curve = 530, longest_fog = 4110;
 // The peak of the sound, up to a quarter more between its frames, times amplitude, times gain,
 // added up over the fogs that sound at once.

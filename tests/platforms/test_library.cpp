@@ -48,17 +48,16 @@ double worst_error(F function, Exact exact, double low, double high, double leas
         const double error = std::abs(static_cast<double>(in_a_host(function, v) - wanted));
         worst = std::max(worst, error / unit);
     }
-    ::testing::Test::RecordProperty("worst", std::to_string(worst));
     return worst;
 }
 
 using real = long double;
 
-/// Decay: the bandwidth is at most half the sample rate, and the time one sample.
+/// Decay over one sample, of a bandwidth far beyond half the sample rate.
 TEST(library, exp_is_right_within_two_units_in_the_last_place)
 {
     EXPECT_LE(worst_error([](double v) { return std::exp(v); }, [](real v) { return std::exp(v); },
-                          -pi / 2, pi / 2),
+                          -100, 100),
               2);
 }
 

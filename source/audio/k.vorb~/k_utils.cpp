@@ -1,6 +1,8 @@
 // Utilities that need the host or nothing: its rates, mark tables, and the module's one-time start.
 #include "k_utils.h"
 
+#include "ext_obex.h"
+
 #include "z_dsp.h"
 
 #include <cstring>

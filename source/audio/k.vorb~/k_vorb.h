@@ -5,10 +5,13 @@
 #pragma once
 
 #include "ext.h"
-#include "ext_buffer.h"
-#include "ext_obex.h"
-#include "k_utils.h"
+
+#include "ext_obex.h" // the SDK's headers rely on those before
+
 #include "z_dsp.h"
+
+#include "ext_buffer.h"
+#include "k_utils.h"
 
 #include <cstddef>
 

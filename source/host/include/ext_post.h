@@ -1,8 +1,8 @@
 // Lines for the host's console; the object may be null.
 #pragma once
 
-#ifdef _WIN32
-#define HOST_PRINTF
+#if defined(_WIN32) && !defined(__clang__) // not in the manner of the system's own printf
+#define HOST_PRINTF __attribute__((format(gnu_printf, 2, 3)))
 #else
 #define HOST_PRINTF __attribute__((format(printf, 2, 3)))
 #endif
