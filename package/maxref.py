@@ -186,6 +186,8 @@ class Reference:
     def entries(self):
         """What the tables above left over, section by section."""
         for title, blocks in self.sections[1:]:
+            if title == "In Pd":
+                continue
             lines = []
             for block in blocks:
                 if isinstance(block, str):

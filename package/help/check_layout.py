@@ -1,25 +1,6 @@
 """Checks of how a patcher looks: nothing covered, cut off or out of the window."""
 import shapes
-
-
-def overlap(one, other):
-    (x, y, w, h), (u, v, s, t) = one, other
-    return x < u + s and u < x + w and y < v + t and v < y + h
-
-
-def crosses(a, b, rect):
-    """Whether the segment from a to b has a point within the rectangle (clipped at its sides)."""
-    low, high = 0.0, 1.0
-    for axis in 0, 1:
-        start, along = a[axis], b[axis] - a[axis]
-        near, far = rect[axis], rect[axis] + rect[axis + 2]
-        if not along:
-            if not near < start < far:
-                return False
-            continue
-        first, last = sorted(((near - start) / along, (far - start) / along))
-        low, high = max(low, first), min(high, last)
-    return low < high
+from geometry import crosses, overlap
 
 
 def shared(a, b, c, d):
@@ -49,8 +30,7 @@ def check_layout(sheet):
     for number, (line, path) in enumerate(paths):
         stretches = list(zip(path, path[1:]))
         for box in boxes:
-            x, y, w, h = box["patching_rect"]
-            if any(crosses(a, b, (x + 1, y + 1, w - 2, h - 2)) for a, b in stretches):
+            if any(crosses(a, b, box["patching_rect"]) for a, b in stretches):
                 sheet.complain(box, "a cord runs through it")
         for other, elsewhere in paths[number + 1:]:
             if line["source"] != other["source"] and line["destination"] != other["destination"]:

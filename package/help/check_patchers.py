@@ -5,7 +5,8 @@ import re
 import sys
 import xml.etree.ElementTree as ElementTree
 
-sys.path.insert(0, str(pathlib.Path(__file__).parent))
+HERE = pathlib.Path(__file__).resolve().parent
+sys.path[:0] = [str(HERE), str(HERE.parent)]
 import shapes  # noqa: E402
 import sheets  # noqa: E402
 from check_layout import check_layout, check_words  # noqa: E402

@@ -1,38 +1,21 @@
 """In every window all boxes are inside, none hides another, and no cord runs over a third."""
 import importlib.machinery
 import importlib.util
+import subprocess
 import sys
+import tempfile
 import unittest
 from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
-sys.path.insert(0, str(HERE))
+sys.path[:0] = [str(HERE), str(HERE.parent)]
 sys.dont_write_bytecode = True
 import shapes  # noqa: E402
+from geometry import crosses, overlap  # noqa: E402
 
 loader = importlib.machinery.SourceFileLoader("make_patches", str(HERE / "make-patches"))
 make_patches = importlib.util.module_from_spec(importlib.util.spec_from_loader(loader.name, loader))
 loader.exec_module(make_patches)
-
-
-def overlap(a, b):
-    return a[0] < b[0] + b[2] and b[0] < a[0] + a[2] and a[1] < b[1] + b[3] and b[1] < a[1] + a[3]
-
-
-def runs_over(start, end, rect):
-    """Whether a straight cord meets a box, whose edge it may touch."""
-    (x0, y0), (x1, y1) = start, end
-    x, y, width, height = rect
-    first, last = 0.0, 1.0
-    for at, way, low, high in ((x0, x1 - x0, x + 1, x + width - 1),
-                               (y0, y1 - y0, y + 1, y + height - 1)):
-        if way == 0:
-            if not low < at < high:
-                return False
-            continue
-        near, far = sorted(((low - at) / way, (high - at) / way))
-        first, last = max(first, near), min(last, far)
-    return first < last
 
 
 def faults(window):
@@ -55,7 +38,7 @@ def faults(window):
         start = shapes.pin(rects[source], outlet, pins[source][1], True)
         end = shapes.pin(rects[target], inlet, pins[target][0], False)
         for k in free:
-            if k not in (source, target) and runs_over(start, end, rects[k]):
+            if k not in (source, target) and crosses(start, end, rects[k]):
                 yield f"a cord from {text[source]} runs over {text[k]}"
 
 
@@ -67,6 +50,22 @@ class Patches(unittest.TestCase):
                 with self.subTest(source.name, window=window.head):
                     found = list(faults(window))
                     self.assertFalse(found, "\n".join(["", *found]))
+
+
+class Folder(unittest.TestCase):
+    def test_what_was_made_before_goes_and_all_else_stays(self):
+        with tempfile.TemporaryDirectory() as name:
+            folder = Path(name)
+            others = {"k.vorb~.pd_linux", "mine.pd", "mine.wav"}
+            for file in others | {"k.vorb_former.pd", "k.vorb_former.wav"}:
+                (folder / file).touch()
+            made = []
+            for _ in range(2):
+                subprocess.run([sys.executable, HERE / "make-patches", folder], check=True)
+                made.append({file.name for file in folder.iterdir()} - others)
+            self.assertEqual(made[0], made[1])
+            self.assertFalse([file for file in made[0] if "former" in file])
+            self.assertTrue(others <= {file.name for file in folder.iterdir()})
 
 
 if __name__ == "__main__":

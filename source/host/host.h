@@ -65,6 +65,7 @@ void unload();
 /// Makes an instance from the text of an object box, "class argument ...". Null when there is no
 /// such class, which the console says, or its constructor declined.
 t_object *create(std::string_view box);
+t_object *create(const std::string &name, atoms arguments);
 void destroy(t_object *x);
 
 bool understands(const t_object *x, std::string_view selector);

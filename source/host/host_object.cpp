@@ -1,4 +1,4 @@
-// Instances: made from the text of a box, with their inlets and outlets.
+// Instances: made from the text of a box, or its atoms, with their inlets and outlets.
 #include "host_state.h"
 
 #include <algorithm>
@@ -63,10 +63,14 @@ static t_object *keep_only(t_object *x, size_t before)
 
 t_object *create(std::string_view box)
 {
-    using constructor = t_object *(*)(t_symbol *, long, t_atom *);
     atoms words = parse(box);
-    const std::string name =
-        words.empty() || words[0].a_type != A_SYM ? "" : words[0].a_w.w_sym->s_name;
+    if (words.empty() || words[0].a_type != A_SYM) return create("", {});
+    return create(words[0].a_w.w_sym->s_name, {words.begin() + 1, words.end()});
+}
+
+t_object *create(const std::string &name, atoms arguments)
+{
+    using constructor = t_object *(*)(t_symbol *, long, t_atom *);
     t_class *c = find_class(name);
     if (!c && !name.empty()) {
         load_class(name);
@@ -80,7 +84,7 @@ t_object *create(std::string_view box)
     const size_t before = now.instances.size();
     creating = true;
     t_object *x = reinterpret_cast<constructor>(c->make)(
-        words[0].a_w.w_sym, static_cast<long>(words.size()) - 1, words.data() + 1);
+        gensym(name.c_str()), static_cast<long>(arguments.size()), arguments.data());
     creating = false;
     now.chain_stale = true;
     return keep_only(x, before);

@@ -7,6 +7,7 @@
 #include "pd_bridge.h"
 
 #include <algorithm>
+#include <cmath>
 #include <new>
 #include <set>
 
@@ -19,7 +20,9 @@ struct shadow : buffer {
     void *symbol = nullptr;                 // of the array that is a mono sample
     void *channel_symbols[most_channels]{}; // 0-NAME, 1-NAME ...: where there is no such array
     const void *elements[most_channels]{};  // as last looked up
-    t_atom_long room = 0;                   // samples
+    bool several = false, said = false;     // arrays of one name; and on the console
+    double looked_up = std::nan("");        // when; outside of the audio tick: never
+    t_atom_long room = 0, refused = 0;      // samples: that there is memory for, and was none for
     t_buffer_ref *reader = nullptr;         // who asked last: who asks for the samples next
 };
 
@@ -31,32 +34,21 @@ static shadow *shadow_of(void *object) // of a reference or a buffer~
     return static_cast<shadow *>(reinterpret_cast<buffer *>(object));
 }
 
-/// The shadow of a name, made where there is none yet. It stays where it is.
-static shadow *shadow_named(t_symbol *name)
-{
-    const auto [entry, fresh] = shadows.try_emplace(name->s_name);
-    shadow &s = entry->second;
-    if (!fresh) return &s;
-    s.name = name;
-    s.symbol = pd::symbol(name->s_name);
-    for (int c = 0; c < shadow::most_channels; ++c)
-        s.channel_symbols[c] = pd::symbol((std::to_string(c) + "-" + name->s_name).c_str());
-    return &s;
-}
-
 /// One array, or two, or four, as long as the shortest; else no channel.
 static void find_arrays(shadow &s)
 {
     long lengths[shadow::most_channels];
-    if ((s.elements[0] = pd::find_array(s.symbol, lengths))) {
+    if ((s.elements[0] = pd::find_array(s.symbol, lengths, &s.several))) {
         s.channels = 1;
         s.frames = lengths[0];
         return;
     }
     int found = 0;
-    while (found < shadow::most_channels &&
-           (s.elements[found] = pd::find_array(s.channel_symbols[found], &lengths[found])))
-        ++found;
+    for (bool two; found < shadow::most_channels; ++found) {
+        s.elements[found] = pd::find_array(s.channel_symbols[found], &lengths[found], &two);
+        if (!s.elements[found]) break;
+        s.several |= two;
+    }
     s.channels = found == 4 ? 4 : found >= 2 ? 2 : 0;
     s.frames = s.channels ? *std::min_element(lengths, lengths + s.channels) : 0;
 }
@@ -66,21 +58,61 @@ static void find_arrays(shadow &s)
 static void make_room(shadow &s)
 {
     const t_atom_long wanted = s.frames * s.channels;
-    if (wanted == s.room) return;
+    if (wanted == s.room || wanted == s.refused) return;
+    s.samples.reset(); // first, since there may be no room for both
     s.samples.reset(wanted ? new (std::nothrow) float[static_cast<size_t>(wanted)] : nullptr);
     s.room = s.samples ? wanted : 0;
-    if (s.room < wanted) object_error(nullptr, "k.vorb~: no memory for %s", s.name->s_name);
+    s.refused = wanted - s.room;
+    if (s.refused) object_error(nullptr, "k.vorb~: no memory for %s", s.name->s_name);
 }
 
-/// Looks the arrays up anew. The audio tick must not allocate: there an array that has grown ends
-/// at its former length until the tick is over. It happens to those alone that were renamed, since
-/// resizing rebuilds the signal chain.
+/// Pd's own objects say so each time they look.
+static void warn_of_several(shadow &s)
+{
+    if (s.several && !s.said)
+        object_error(nullptr, "k.vorb~: %s is there twice: the older array is played",
+                     s.name->s_name);
+    s.said = s.several;
+}
+
+/// Looks the arrays up anew, in an audio tick once. The tick must not allocate: there an array that
+/// has grown ends at its former length until the tick is over. It happens to those alone that were
+/// renamed, since resizing rebuilds the signal chain.
 static void update(shadow &s)
 {
+    const bool in_tick = running == context::audio;
+    if (in_tick && s.looked_up == now.clock_ms) return;
+    s.looked_up = in_tick ? now.clock_ms : std::nan("");
     find_arrays(s);
-    if (running != context::audio) make_room(s);
-    else if (s.frames * s.channels > s.room) pd::refresh_soon();
+    const t_atom_long wanted = s.frames * s.channels;
+    if (in_tick && wanted > s.room && wanted != s.refused) pd::refresh_soon();
+    if (!in_tick) {
+        make_room(s);
+        warn_of_several(s);
+    }
     if (s.channels) s.frames = std::min(s.frames, s.room / s.channels);
+}
+
+/// Memory that there was none for may be free by now.
+static void retry(shadow &s)
+{
+    s.refused = 0;
+    update(s);
+}
+
+/// The shadow of a name, made where there is none yet. It stays where it is.
+static shadow *shadow_named(t_symbol *name)
+{
+    const auto [entry, fresh] = shadows.try_emplace(name->s_name);
+    shadow &s = entry->second;
+    if (fresh) {
+        s.name = name;
+        s.symbol = pd::symbol(name->s_name);
+        for (int c = 0; c < shadow::most_channels; ++c)
+            s.channel_symbols[c] = pd::symbol((std::to_string(c) + "-" + name->s_name).c_str());
+    }
+    update(s);
+    return &s;
 }
 
 /// Copies what a fog is about to read.
@@ -111,9 +143,18 @@ void vorb_pd::set_rate(const char *array, float hz)
 
 void vorb_pd::refresh(const instance *x)
 {
-    for (const auto &ref : host::now.references)
-        if (!x || ref->owner == x) host::update(*host::shadow_of(ref->bound));
-    if (x) return;
+    if (x) {
+        for (const auto &ref : host::now.references)
+            if (ref->owner == x) host::retry(*host::shadow_of(ref->bound));
+        return;
+    }
+    prune();
+    for (auto &entry : host::shadows) host::update(entry.second);
+}
+
+void vorb_pd::prune()
+{
+    if (host::now.instances.empty()) host::rates.clear();
     std::set<const host::buffer *> used;
     for (const auto &ref : host::now.references) used.insert(ref->bound);
     for (auto s = host::shadows.begin(); s != host::shadows.end();)

@@ -3,7 +3,7 @@
 #include "host_state.h"
 #include "pd_bridge.h"
 
-#include <algorithm>
+#include <cmath>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -51,18 +51,28 @@ void load()
     ext_main(nullptr);
 }
 
+/// Where a whole number is typed into a box, it is an int.
+static t_atom typed(float v)
+{
+    const bool is_int = v == std::trunc(v) && std::fabs(v) < 9223372036854775808.0f;
+    return is_int ? host::atom(t_atom_long(v)) : host::atom(double(v));
+}
+
+static t_atom sent(float v) { return host::atom(double(v)); }
+
+static atoms max_atoms(int argc, const atom *argv, t_atom (*number)(float))
+{
+    atoms made;
+    for (const atom *a = argv; a < argv + argc; ++a)
+        made.push_back(a->symbol ? host::atom(a->symbol) : number(a->number));
+    return made;
+}
+
 instance *create(void *owner, int argc, const atom *argv)
 {
-    std::string box = class_name; // as typed: whole numbers are ints
-    for (const atom *a = argv; a < argv + argc; ++a) {
-        char number[32]; // a box can hold what is beyond every float, but not the word for it
-        std::snprintf(number, sizeof number, " %.9g", std::clamp(double(a->number), -1e99, 1e99));
-        if (a->symbol) box.append(" \"").append(a->symbol).append("\"");
-        else box += number;
-    }
     now.clock_ms = pd::time_ms();
     newborn = owner;
-    t_object *memory = host::create(box);
+    t_object *memory = host::create(class_name, max_atoms(argc, argv, typed));
     newborn = nullptr;
     if (!memory) return nullptr;
     memory->o_outlet = owner;
@@ -73,21 +83,15 @@ instance *create(void *owner, int argc, const atom *argv)
 void destroy(instance *x)
 {
     host::destroy(x->memory);
-    refresh(nullptr);
+    prune();
 }
 
 int signal_outlets(const instance *x) { return host::signal_outlets(x->memory); }
 
 bool send(instance *x, int inlet, const char *selector, int argc, const atom *argv, float *left)
 {
-    atoms args(static_cast<size_t>(argc));
-    for (size_t k = 0; k < args.size(); ++k) {
-        args[k].a_type = argv[k].symbol ? A_SYM : A_FLOAT;
-        if (argv[k].symbol) args[k].a_w.w_sym = gensym(argv[k].symbol);
-        else args[k].a_w.w_float = double(argv[k].number);
-    }
     now.clock_ms = pd::time_ms();
-    deliver(*x, inlet, selector, args);
+    deliver(*x, inlet, selector, max_atoms(argc, argv, sent));
     report_faults(*x);
     const std::vector<number> numbers = std::exchange(now.numbers, {});
     if (numbers.empty()) return false;

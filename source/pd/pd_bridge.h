@@ -30,11 +30,14 @@ bool send(instance *x, int inlet, const char *selector, int argc, const atom *ar
 /// A number. Uses no heap, so that it may arrive on the audio tick.
 void send_number(instance *x, int inlet, float v);
 
-/// The sample rate that an array stands for in every instance, in Hz; 0: Pd's.
+/// The sample rate of what an array holds, in Hz, for every instance; 0: Pd's. The last instance
+/// takes the rates with it.
 void set_rate(const char *array, float hz);
-/// Looks the arrays of one instance up, and makes room for those that have grown. Without one: all
-/// arrays, and those that no instance names any more are forgotten.
+/// Looks the arrays of one instance up, or without one all arrays, and makes room for those that
+/// have grown.
 void refresh(const instance *x);
+/// Forgets what no instance names any more.
+void prune();
 
 /// What the signal chain will be like, whenever it is built.
 void start(instance *x, bool f0, bool offset, double rate, int frames);
@@ -53,8 +56,9 @@ double sample_rate();
 int block_size();
 
 void *symbol(const char *name);
-/// The elements of the array of that name, null if there is none. It will report its resizing.
-const void *find_array(void *symbol, long *frames);
+/// The elements of the array of that name, null if there is none; of several the oldest, as Pd's
+/// own objects choose. It will report its resizing.
+const void *find_array(void *symbol, long *frames, bool *several);
 /// Copies `count` elements from `first` on to every `stride`th float.
 void copy_elements(float *to, int stride, const void *elements, long first, long count);
 /// Calls vorb_pd::refresh(nullptr) when the audio tick is over.

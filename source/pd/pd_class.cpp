@@ -80,10 +80,13 @@ static void receive_symbol(Inlet *inlet, t_symbol *s)
     receive(inlet, &s_symbol, 1, &a);
 }
 
+/// Objects such as [route], [list] and [pack f] send a bang or a number as a list.
 template <class Inlet>
 static void receive_list(Inlet *inlet, t_symbol *, int argc, t_atom *argv)
 {
-    receive(inlet, &s_list, argc, argv); // without an element it comes without a selector, too
+    if (argc == 0) receive_bang(inlet);
+    else if (argc == 1 && argv->a_type == A_FLOAT) receive_number(inlet, argv->a_w.w_float);
+    else receive(inlet, &s_list, argc, argv);
 }
 
 /// Everything goes to the object, whose host tells the unknown from the known.

@@ -2,6 +2,8 @@
 #include "m_pd.h"
 #include "pd_bridge.h"
 
+#include <cstring>
+
 void pd::write_console(void *owner, bool error, const char *text)
 {
     if (error) pd_error(owner, "%s", text);
@@ -17,10 +19,36 @@ int pd::block_size() { return sys_getblksize(); }
 
 void *pd::symbol(const char *name) { return gensym(name); }
 
-const void *pd::find_array(void *symbol, long *frames)
+/// What stands behind a name that several objects bear. No header has it, yet Pd has never changed
+/// it; and pd_findbyclass, which walks through it, complains of two arrays each time it is asked.
+struct bind_element {
+    t_pd *who;
+    bind_element *next; // the one that was there before
+};
+struct bind_list {
+    t_pd type;
+    bind_element *first;
+};
+
+static t_garray *oldest_array(const t_symbol *name, bool *several)
 {
-    const auto array =
-        reinterpret_cast<t_garray *>(pd_findbyclass(static_cast<t_symbol *>(symbol), garray_class));
+    *several = false;
+    t_pd *thing = name->s_thing;
+    if (!thing || *thing == garray_class) return reinterpret_cast<t_garray *>(thing);
+    if (std::strcmp(class_getname(*thing), "bindlist") != 0) return nullptr;
+    t_pd *oldest = nullptr;
+    const bind_element *e = reinterpret_cast<const bind_list *>(thing)->first;
+    for (; e; e = e->next)
+        if (e->who && *e->who == garray_class) {
+            *several = oldest;
+            oldest = e->who;
+        }
+    return reinterpret_cast<t_garray *>(oldest);
+}
+
+const void *pd::find_array(void *symbol, long *frames, bool *several)
+{
+    t_garray *const array = oldest_array(static_cast<t_symbol *>(symbol), several);
     int count = 0;
     t_word *elements = nullptr;
     if (!array || !garray_getfloatwords(array, &count, &elements)) return nullptr;

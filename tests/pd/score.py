@@ -120,6 +120,8 @@ def read_score(path, **settings):
             where = words[0], int(words[1])
             for part in " ".join(words[2:]).split(","):
                 part = [single_word(word) for word in part.split()]
+                if part == ["list"]:
+                    continue  # a bang there
                 if part[0] == "bang":
                     part = part[:1]  # all that Pd passes on
                 score.events.append(Event(block, where, "message", part))

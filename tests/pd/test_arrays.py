@@ -112,6 +112,45 @@ class Arrays(PdTestCase):
         for side in left, right:
             self.assert_level(side, 0.5, 10)
 
+    def test_short_arrays_are_silent(self):
+        out, = self.hear([(100, "word resize 7"), (200, "word resize 1"), (300, "word resize 0"),
+                          (400, f"word resize {RATE}", "word const 0.5")])
+        self.assert_level(out, 0.5, 10, 100)
+        self.assert_level(out, 0, 100, 400, but=3)
+        self.assert_level(out, 0.5, 400, but=3)
+
+    def test_of_two_arrays_of_a_name_the_older_is_played_and_one_line_says_so(self):
+        studio = Studio(self.folder, RATE)
+        tables = Canvas(name="tables")
+        tables.obj(f"table word {RATE}")
+        studio.canvas.sub(tables, "tables")
+        studio.canvas.obj("receive word")  # which bears the name, too
+        voice = studio.canvas.obj("k.vorb~ 1 word 5 0 1 0 1 0 2000 0 1")
+        studio.canvas.chain(studio.canvas.obj("receive v"), voice)
+        studio.record("v", studio.canvas, voice, 1, RATE)
+        studio.at(0, "word const 0.5", "v bang")
+        studio.at(300, f"pd-tables obj 10 10 table word {RATE}")
+        for ms in 500, 600, 700:
+            studio.at(ms, "v refresh")
+        self.assertEqual(self.play(studio.patch(END + 100)),
+                         ["error: k.vorb~: word is there twice: the older array is played"])
+        out, = sound.read_floats(self.folder / "v.wav")
+        self.assert_level(out, 0.5, 10)
+
+    def test_names_of_one_patch_alone(self):
+        studio = Studio(self.folder, RATE)
+        add = studio.canvas.obj
+        add(f"table $0-word {RATE // 2}")
+        recorder = add("tabwrite~ $0-word")
+        studio.canvas.chain(add("receive start"), recorder)
+        studio.canvas.chain(add("sig~ 0.5"), recorder)
+        voice = studio.canvas.chain(add("receive v"), add("k.vorb~ 1 $0-word 5 0 1 0 1 0 2000 0 1"))
+        studio.record("v", studio.canvas, voice, 1, RATE)
+        studio.at(550, "v bang")
+        self.assertEqual(self.play(studio.patch(END + 100)), [])
+        out, = sound.read_floats(self.folder / "v.wav")
+        self.assert_level(out, 0.5, 560)
+
     def test_the_object_goes_while_it_plays(self):
         studio = Studio(self.folder, RATE)
         stage = Canvas(name="stage")

@@ -93,6 +93,43 @@ class Examples(PdTestCase):
             self.assertLess(loudest, 1, side)
 
 
+    def test_the_switch_of_the_help_patch_follows_its_button(self):
+        file, text = self.prepare("k.vorb~-help")
+        studio = Studio(self.folder)
+        studio.record("left", studio.canvas, studio.canvas.obj("catch~ ear-left"), 1, 3 * SECOND)
+        for ms, box in (500, "bng 21"), (1500, "tgl 21"):
+            at = place(text, box)
+            studio.at(ms, f"pd-{file.name} mouse {at} 0 0", f"pd-{file.name} mouseup {at} 0")
+        self.assertEqual(self.play(studio.patch(3100), "-open", file), [])
+        heard, = sound.read_floats(self.folder / "left.wav")
+        self.assertGreater(max(map(abs, heard[SECOND:SECOND * 3 // 2])), 0.1)
+        self.assertEqual(max(map(abs, heard[SECOND * 8 // 5:])), 0)
+
+    def test_the_keys_of_the_keyboard(self):
+        """A and K are an octave apart, each from when it is pressed to when it is let go."""
+        file, text = self.prepare("k.vorb_keyboard")
+        studio = Studio(self.folder)
+        source = studio.canvas.obj("catch~ ear-left")
+        studio.record("left", studio.canvas, source, 1, 3 * SECOND)
+        at = place(text, "tgl 21")
+        studio.at(100, f"pd-{file.name} mouse {at} 0 0", f"pd-{file.name} mouseup {at} 0")
+        for ms, key in (500, "a"), (1500, "k"):
+            studio.at(ms, f"#key {ord(key)}")
+            studio.at(ms + 600, f"#keyup {ord(key)}")
+        self.assertEqual(self.play(studio.patch(3100), "-open", file), [])
+        heard, = sound.read_floats(self.folder / "left.wav")
+        periods = []
+        for start in 500, 1500:
+            quiet, loud = (heard[round(s * SECOND / 1000):round((s + 300) * SECOND / 1000)]
+                           for s in (start - 100, start + 250))
+            self.assertEqual(max(map(abs, quiet[:SECOND // 20])), 0, start)
+            self.assertGreater(max(map(abs, loud)), 0.1, start)
+            likeness = [sum(loud[i] * loud[i + lag] for i in range(4000))
+                        for lag in range(100, 500)]
+            periods.append(100 + likeness.index(max(likeness)))
+        self.assertAlmostEqual(periods[0] / periods[1], 2, delta=0.1)
+
+
 for patch in CLICKS:
     setattr(Examples, "test_" + re.sub(r"\W", "_", patch), lambda self, of=patch: self.check(of))
 

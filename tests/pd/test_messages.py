@@ -4,7 +4,7 @@ import unittest
 
 import sound
 from pd import PdTestCase, needs_pd
-from studio import Studio
+from studio import TICK, Studio
 
 RATE = 44100
 
@@ -86,6 +86,72 @@ class Messages(PdTestCase):
     def test_a_list_at_the_second_inlet_is_not_an_offset(self):
         out = self.play_ramp((100, "in1 200 300", "in0 bang"))
         self.assertAlmostEqual(self.frame_at(120, out), 0.02 * RATE, delta=300)
+
+    def check_sender(self, sender, word=""):
+        """An object sends numbers on as lists of one, to every inlet that tells them apart."""
+        self.canvas.obj(f"table word {RATE}")
+        voice = self.add("k.vorb~ 2 word 5 0 1 0 1 0 2000 0 1", 2)
+        for inlet in 0, 1, 2, 4:
+            self.canvas.cord(self.canvas.chain(self.canvas.obj(f"receive send{inlet}"),
+                                               self.canvas.obj(sender)), voice, 0, inlet)
+        sound.write_floats(self.folder / "ramp.wav", RATE, [i / 65536 for i in range(RATE)])
+        self.studio.load(self.folder / "ramp.wav", "word")
+        self.studio.record("v", self.canvas, voice, 2, RATE // 2)
+        sent = [f"send{inlet} {word} {value}" for inlet, value in ((1, 200), (2, 2), (4, 0.25))]
+        self.studio.at(100, *sent, f"send0 {word} 50")
+        self.studio.at(300, "in4 list 0.5 0", "in0 bang")
+        self.studio.at(400, "in0 usedfogs")
+        self.assertEqual(self.play(self.studio.patch(600)), ["number: 2"])
+        sides = sound.read_floats(self.folder / "v.wav")
+        for side, later in zip(sides, (0.5, 0)):
+            self.assertEqual(side[round(0.15 * RATE) - TICK], 0)
+            value, further = (side[round(s * RATE)] * 65536 for s in (0.16, 0.2))
+            self.assertAlmostEqual(value, 0.22 * RATE * 0.25, delta=100)
+            self.assertAlmostEqual(further - value, 0.04 * RATE * 2 * 0.25, delta=1)
+            value, further = (side[round(s * RATE)] * 65536 for s in (0.33, 0.37))
+            self.assertAlmostEqual(further - value, 0.04 * RATE * 2 * (0.25 + later), delta=1)
+
+    def test_a_number_from_route(self):
+        self.check_sender("route go", "go")
+
+    def test_a_number_from_list(self):
+        self.check_sender("list")
+
+    def test_a_number_from_pack(self):
+        self.check_sender("pack f")
+
+    def test_a_bang_from_route_or_list_is_a_bang(self):
+        self.canvas.obj(f"table word {RATE}")
+        voice = self.add()
+        for name, sender in ("go", "route go"), ("list", "list"):
+            self.canvas.chain(self.canvas.obj(f"receive {name}"), self.canvas.obj(sender), voice)
+        self.studio.at(100, "go go", "list bang", "in0 usedfogs")
+        self.assertEqual(self.play(self.studio.patch(200)), ["number: 2"])
+
+    def test_numbers_and_signals_that_are_none_do_no_lasting_harm(self):
+        self.canvas.obj(f"table word {RATE}")
+        voice = self.add()
+        square = self.canvas.obj("expr $f1 * $f1")  # infinite, or times 0 no number
+        self.canvas.chain(self.canvas.obj("receive make"), square)
+        nothing = self.canvas.chain(square, self.canvas.obj("* 0"))
+        for bad in square, nothing:
+            message = self.canvas.msg("bw $1, lp $1, gain $1, limit $1 $1, list $1 $1, maxfogs $1")
+            self.canvas.chain(bad, message, voice)
+            for inlet in reversed(range(9)):
+                self.canvas.cord(bad, voice, 0, inlet)
+            for inlet in 0, 1:
+                self.canvas.cord(self.canvas.chain(bad, self.canvas.obj("sig~")), voice, 0, inlet)
+        self.studio.record("v", self.canvas, voice, 1, RATE // 2)
+        self.studio.at(0, "word const 0.5")
+        self.studio.at(50, "make 1e30")
+        self.studio.at(100, "make -1e30", "in0 bang")
+        sane = [f"in{k} {value}" for k, value in enumerate([100, 1, 0, 1, 0, 2000, 0, 1], 1)]
+        self.studio.at(200, "make 0", *sane, "in0 gain 1", "in0 limit 0 0", "in0 lp 0",
+                       "in0 maxfogs 5", *sane, "in0 bang")
+        self.play(self.studio.patch(600))
+        channel, = sound.read_floats(self.folder / "v.wav")
+        for value in channel[round(0.25 * RATE):]:
+            self.assertAlmostEqual(value, 0.5, delta=1e-6)
 
     def test_an_array_of_another_rate_is_read_at_its_rate(self):
         out = self.play_ramp((0, f"in0 rate word {RATE // 2}"), (100, "in0 bang"),

@@ -41,6 +41,7 @@ const std::vector<float> &fake::player::run(float f0, float offset)
                                  plugged[1] ? wires[1].data() : nullptr};
     float *outs[10];
     for (size_t k = 0; k < 10; ++k) outs[k] = wires[k].data();
+    if (!now.in_one_tick) ++now.ms;
     vorb_pd::run(x, ins, outs, frames);
     return wires[0];
 }
@@ -53,7 +54,7 @@ float fake::player::peak(float f0, float offset)
 }
 
 void pd::write_console(void *, bool, const char *text) { fake::now.console.push_back(text); }
-double pd::time_ms() { return 0; }
+double pd::time_ms() { return fake::now.ms; }
 double pd::sample_rate() { return fake::now.rate; }
 int pd::block_size() { return 64; }
 
@@ -63,8 +64,10 @@ void *pd::symbol(const char *name)
     return const_cast<std::string *>(&*known.insert(name).first);
 }
 
-const void *pd::find_array(void *symbol, long *frames)
+const void *pd::find_array(void *symbol, long *frames, bool *several)
 {
+    ++fake::now.looked_up;
+    *several = fake::now.several;
     const auto found = fake::now.arrays.find(*static_cast<std::string *>(symbol));
     if (found == fake::now.arrays.end()) return nullptr;
     *frames = long(found->second.size());

@@ -18,8 +18,11 @@ struct patch {
     std::map<std::string, std::vector<cell>> arrays;
     std::vector<std::string> console;
     double rate = 44100;
-    long copied = 0;            // cells read
-    bool refresh_asked = false; // for after the tick
+    double ms = 0;
+    long copied = 0, looked_up = 0; // cells read, arrays asked for
+    bool several = false;           // every name has two arrays
+    bool in_one_tick = false;       // all blocks that follow
+    bool refresh_asked = false;     // for after the tick
 };
 
 extern patch now;
@@ -37,6 +40,7 @@ public:
     void plug(bool f0, bool offset);
     /// What left the integer outlet, or -1.
     int send(const char *selector, std::vector<vorb_pd::atom> arguments = {}, int inlet = 0);
+    void refresh() { vorb_pd::refresh(x); }
     /// One block; the first outlet's.
     const std::vector<float> &run(float f0 = 0, float offset = 0);
     /// Its loudest sample.
