@@ -1,48 +1,14 @@
 // The readers of samples of two and four channels, one behaviour at a time: which frames feed which
 // output, the lowpass of each channel, and the ways out that differ from those of one channel.
-#include "host_function.h"
+#include "host_events.h"
 #include "slow_reader.h"
 
-#include <cstdarg>
-#include <cstdio>
-#include <functional>
 #include <limits>
 
-namespace {
-
-std::vector<std::string> events;   // calls of the host's functions below, in order
-std::function<void()> before_lock; // runs once, between the count of channels and the lock
-
-} // namespace
-
-// These stand in front of the host's own, so that a test sees who is called when, and can act in
-// between.
 t_atom_long buffer_getchannelcount(t_buffer_obj *b)
 {
     events.push_back("count");
     return host_function<decltype(buffer_getchannelcount)>("buffer_getchannelcount")(b);
-}
-
-float *buffer_locksamples(t_buffer_obj *b)
-{
-    if (before_lock) std::exchange(before_lock, nullptr)();
-    events.push_back("lock");
-    return host_function<decltype(buffer_locksamples)>("buffer_locksamples")(b);
-}
-
-void buffer_unlocksamples(t_buffer_obj *b)
-{
-    events.push_back("unlock");
-    host_function<decltype(buffer_unlocksamples)>("buffer_unlocksamples")(b);
-}
-
-void object_post(t_object *x, C74_CONST char *format, ...)
-{
-    events.push_back("post");
-    va_list list;
-    va_start(list, format);
-    post_on(x, format, list);
-    va_end(list);
 }
 
 namespace {

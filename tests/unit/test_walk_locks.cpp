@@ -1,38 +1,9 @@
 // When the walk over all sounding fogs locks buffers, and what it reports meanwhile.
-#include "host_function.h"
+#include "host_events.h"
 #include "player_sets.h"
 #include "session.h"
 
-#include <functional>
-
-namespace {
-
-std::vector<std::string> events;   // calls of the host's functions below, in order
-std::function<void()> before_lock; // runs once
-
-} // namespace
-
-float *buffer_locksamples(t_buffer_obj *b)
-{
-    if (before_lock) std::exchange(before_lock, nullptr)();
-    events.push_back("lock");
-    return host_function<decltype(buffer_locksamples)>("buffer_locksamples")(b);
-}
-
-void buffer_unlocksamples(t_buffer_obj *b)
-{
-    events.push_back("unlock");
-    host_function<decltype(buffer_unlocksamples)>("buffer_unlocksamples")(b);
-}
-
-void object_post(t_object *x, C74_CONST char *format, ...)
-{
-    events.push_back("post");
-    va_list list;
-    va_start(list, format);
-    post_on(x, format, list);
-    va_end(list);
-}
+#include <algorithm>
 
 namespace {
 
