@@ -1,6 +1,7 @@
 // The fast path against the plain loops: the same fogs, in turn, best of several. Prints a table of
 // ratios beside their goals; with --series what a fog costs by number and by vector size, as CSV.
 #include "bench_stage.h"
+#include "best_times.h"
 #include "host_denormal.h"
 
 #include <benchmark/benchmark.h>
@@ -8,7 +9,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <map>
 #include <memory>
 #include <utility>
 
@@ -111,30 +111,6 @@ std::string label(const char *title, const bench_scene &scene, bool quick)
 {
     return std::string(title) + "/" + scene.name + (quick ? "/fast" : "/plain");
 }
-
-/// Keeps the best processor time of each benchmark, in ns.
-class best_times : public benchmark::BenchmarkReporter {
-public:
-    bool ReportContext(const Context &) override { return true; }
-    void ReportRuns(const std::vector<Run> &runs) override
-    {
-        for (const Run &r : runs) {
-            const std::string &name = r.run_name.function_name;
-            if (r.cpu_accumulated_time <= 0) { // whatever was measured, it was not the scene
-                std::fprintf(stderr, "bench_lanes: no figure for %s\n", name.c_str());
-                continue;
-            }
-            const double t = r.cpu_accumulated_time * 1e9 / double(r.iterations);
-            double &best = times.emplace(name, t).first->second;
-            best = std::min(best, t);
-        }
-    }
-    bool has(const std::string &name) const { return times.count(name) != 0; }
-    double operator[](const std::string &name) const { return times.at(name); }
-
-private:
-    std::map<std::string, double> times;
-};
 
 void add(const std::string &name, const bench_scene &scene, step *run)
 {

@@ -4,6 +4,15 @@
 // The host is strict: whatever an external does against the rules of the API (an unbalanced lock,
 // an allocation in a perform routine, a main-thread call from elsewhere, a stranger's pointer)
 // becomes a fault, see take_faults(). Nothing depends on wall time, addresses or locale.
+//
+// One thread may play all parts, or three may share them, as in a host with overdrive:
+//   scheduler  send(), set_time()
+//   audio      perform(), input(), output()
+//   main       all else, and send() after defer_at_once(true)
+// Console, numbers, faults and time may be taken anywhere. What an external calls is safe wherever
+// it may be called, but its samples are locked in blocks or between_blocks only. Nobody may speak
+// to an instance that is being made or destroyed, and what an external trusts its host never to do
+// at the same moment as a block, such as a message that starts a sound, is sent between_blocks.
 #pragma once
 
 #include "ext.h"
@@ -112,8 +121,8 @@ double time();
 
 /// Runs the calls that externals deferred, in order, in the main thread's context.
 void drain();
-/// When true, messages too run in the main thread's context, as with overdrive off, and calls
-/// deferred from there run before defer() returns.
+/// When true, messages of this thread too run in the main thread's context, as with overdrive off,
+/// and calls deferred from there run before defer() returns.
 void defer_at_once(bool yes);
 
 // ---- Audio --------------------------------------------------------------------------------------
@@ -127,9 +136,18 @@ void set_audio(t_object *x, double sample_rate, long vector_size);
 /// Plugs signal cords into an inlet; 0 unplugs. The chain is rebuilt before the next block.
 void connect(t_object *x, int inlet, int cords = 1);
 
-/// Rebuilds the signal chain now: every instance's dsp64 method runs, in the order of creation.
+/// Rebuilds the signal chain now: every instance's dsp64 method runs, in the order of creation. An
+/// instance misses the blocks that are played meanwhile.
 void start_audio();
 void stop_audio();
+
+/// While it lives, no other thread is within a block, nor between blocks: who waits is let in by
+/// turns. May be nested.
+struct between_blocks {
+    between_blocks();
+    ~between_blocks();
+    between_blocks(const between_blocks &) = delete;
+};
 
 /// The signal that the next run() feeds into an inlet, one vector; it keeps its values from block
 /// to block and may be longer than the vector size. Heard only while the inlet is connected.
@@ -142,6 +160,8 @@ const double *output(const t_object *x, int outlet);
 /// Outlets share memory with inlets, and hold garbage at first, unless the instance forbids it.
 /// Denormal numbers count as 0 for as long as it lasts, as on every audio thread.
 void run(long frames = 0);
+/// The same on a thread of its own: of what start_audio() left in the chain.
+void perform(long frames = 0);
 
 // ---- Buffers ------------------------------------------------------------------------------------
 

@@ -22,17 +22,17 @@ namespace host {
 
 static buffer *find_buffer(const t_symbol *name)
 {
-    const auto found = now.buffers.find(name ? name->s_name : "");
+    if (!name) return nullptr;
+    const auto found = now.buffers.find(name->s_name);
     return found == now.buffers.end() ? nullptr : found->second.get();
 }
 
 /// The buffer an external was handed, or null, which is a fault of the call named.
 static buffer *checked(const t_buffer_obj *object, const char *call)
 {
-    for (const auto &b : now.buffers)
-        if (&b.second->object == object) return b.second.get();
-    fault(call, ": no such buffer");
-    return nullptr;
+    buffer *known = known_buffers.find(object);
+    if (!known) fault(call, ": no such buffer");
+    return known;
 }
 
 static size_t bytes(const buffer &b)
@@ -53,10 +53,23 @@ static void check_unlocked(const buffer &b)
     if (b.locks) fault("buffer ", b.name->s_name, " is still locked");
 }
 
-void check_locks()
-{
-    for (const auto &b : now.buffers) check_unlocked(*b.second);
-}
+void check_locks() { known_buffers.each(check_unlocked); }
+
+/// While it lives, the buffer cannot be locked, and who had locked it has let go of it: at the end
+/// of the block in progress at the latest.
+struct shut {
+    explicit shut(buffer &which) : b(which)
+    {
+        b.changing = true;
+        if (b.locks) const between_blocks over;
+        check_unlocked(b);
+        open_samples(b);
+    }
+    ~shut() { b.changing = false; }
+    shut(const shut &) = delete;
+
+    buffer &b;
+};
 
 /// The notice under way, and the references that have processed it.
 static struct notice {
@@ -101,16 +114,18 @@ void set_buffer(const std::string &name, long channels, double sample_rate,
     if (fresh) {
         slot = std::make_unique<buffer>();
         slot->name = gensym(name.c_str());
+        known_buffers.add(&slot->object, slot.get());
     }
     buffer &b = *slot;
-    check_unlocked(b);
-    open_samples(b);
-    b.samples.reset(new float[samples.size()]);
-    std::copy(samples.begin(), samples.end(), b.samples.get());
-    b.channels = channels;
-    b.frames = static_cast<t_atom_long>(samples.size()) / channels;
-    b.sample_rate = sample_rate;
-    close_samples(b);
+    {
+        const shut meanwhile(b);
+        b.samples.reset(new float[samples.size()]);
+        std::copy(samples.begin(), samples.end(), b.samples.get());
+        b.channels = channels;
+        b.frames = static_cast<t_atom_long>(samples.size()) / channels;
+        b.sample_rate = sample_rate;
+        close_samples(b);
+    }
     notify(b.name, fresh ? "globalsymbol_binding" : "buffer_modified", &b);
 }
 
@@ -118,12 +133,12 @@ void delete_buffer(const std::string &name)
 {
     const auto found = now.buffers.find(name);
     if (found == now.buffers.end()) throw error("no buffer " + name);
-    buffer &b = *found->second;
-    check_unlocked(b);
     const auto going = std::move(found->second);
     now.buffers.erase(found);
+    const shut for_ever(*going);
     notify(going->name, "globalsymbol_unbinding", going.get());
-    open_samples(*going);
+    const between_blocks over; // a routine may have been handed it before the notice
+    known_buffers.remove(&going->object);
 }
 
 void refuse_locks(const std::string &name, bool yes)
@@ -146,10 +161,9 @@ int views(const std::string &name) { return now.views[name]; }
 /// The reference behind a handle, or null, which is a fault of the call named.
 static t_buffer_ref *checked(const t_buffer_ref *ref, const char *call)
 {
-    for (const auto &known : now.references)
-        if (known.get() == ref) return known.get();
-    fault(call, ": no such buffer reference");
-    return nullptr;
+    t_buffer_ref *known = known_references.find(ref);
+    if (!known) fault(call, ": no such buffer reference");
+    return known;
 }
 
 } // namespace host
@@ -160,8 +174,9 @@ t_buffer_ref *buffer_ref_new(t_object *self, t_symbol *name)
     const host::own_heap_use own;
     host::instance *owner = host::find(self, "buffer_ref_new");
     if (!owner) return nullptr;
-    auto ref = std::make_unique<t_buffer_ref>(t_buffer_ref{owner, name, host::find_buffer(name)});
-    return host::now.references.emplace_back(std::move(ref)).get();
+    const auto ref = new t_buffer_ref{owner, name, host::find_buffer(name)};
+    host::known_references.add(ref, ref);
+    return host::now.references.emplace_back(ref).get();
 }
 
 void buffer_ref_set(t_buffer_ref *ref, t_symbol *name)
@@ -176,7 +191,8 @@ void buffer_ref_set(t_buffer_ref *ref, t_symbol *name)
 t_buffer_obj *buffer_ref_getobject(t_buffer_ref *ref)
 {
     const t_buffer_ref *known = host::checked(ref, "buffer_ref_getobject");
-    return known && known->bound ? &known->bound->object : nullptr;
+    host::buffer *bound = known ? known->bound.load(std::memory_order_acquire) : nullptr;
+    return bound ? &bound->object : nullptr;
 }
 
 t_max_err buffer_ref_notify(t_buffer_ref *ref, t_symbol *s, t_symbol *msg, void *sender, void *data)
@@ -209,7 +225,12 @@ float *buffer_locksamples(t_buffer_obj *object)
     if (!object) return nullptr;
     host::buffer *b = host::checked(object, "buffer_locksamples");
     if (!b || b->refuses_locks) return nullptr;
-    if (b->locks++ == 0) host::open_samples(*b);
+    const bool first = b->locks++ == 0;
+    if (b->changing) {
+        --b->locks;
+        return nullptr;
+    }
+    if (first) host::open_samples(*b);
     return b->samples.get();
 }
 
@@ -218,23 +239,24 @@ void buffer_unlocksamples(t_buffer_obj *object)
     host::buffer *b = host::checked(object, "buffer_unlocksamples");
     if (!b) return;
     if (b->locks == 0) return host::fault("buffer_unlocksamples: the buffer is not locked");
-    if (--b->locks == 0) host::close_samples(*b);
+    if (b->locks == 1) host::close_samples(*b);
+    --b->locks;
 }
 
 t_atom_long buffer_getframecount(t_buffer_obj *object)
 {
     const host::buffer *b = host::checked(object, "buffer_getframecount");
-    return b ? b->frames : 0;
+    return b ? b->frames.load(std::memory_order_relaxed) : 0;
 }
 
 t_atom_long buffer_getchannelcount(t_buffer_obj *object)
 {
     const host::buffer *b = host::checked(object, "buffer_getchannelcount");
-    return b ? b->channels : 0;
+    return b ? b->channels.load(std::memory_order_relaxed) : 0;
 }
 
 t_atom_float buffer_getsamplerate(t_buffer_obj *object)
 {
     const host::buffer *b = host::checked(object, "buffer_getsamplerate");
-    return b ? b->sample_rate : 0;
+    return b ? b->sample_rate.load(std::memory_order_relaxed) : 0;
 }

@@ -4,6 +4,13 @@
 #include <cstdarg>
 #include <cstdio>
 
+namespace host {
+
+journal<line> console;
+journal<number> numbers;
+
+} // namespace host
+
 static void add_line(bool error, const t_object *x, const char *format, va_list args)
 {
     const host::own_heap_use own;
@@ -15,7 +22,7 @@ static void add_line(bool error, const t_object *x, const char *format, va_list 
     if (length < 0) return host::fault("a console line cannot be formatted");
     std::string text(static_cast<size_t>(length), '\0');
     std::vsnprintf(text.data(), text.size() + 1, format, args);
-    host::now.console.push_back({host::now.clock_ms, error, x, std::move(text)});
+    host::console.add({host::time(), error, x, std::move(text)});
 }
 
 void object_post(t_object *x, C74_CONST char *s, ...)
@@ -34,5 +41,5 @@ void object_error(t_object *x, C74_CONST char *s, ...)
     va_end(args);
 }
 
-std::vector<host::line> host::take_console() { return std::exchange(now.console, {}); }
-std::vector<host::number> host::take_numbers() { return std::exchange(now.numbers, {}); }
+std::vector<host::line> host::take_console() { return console.take(); }
+std::vector<host::number> host::take_numbers() { return numbers.take(); }

@@ -12,8 +12,7 @@ own_heap_use::~own_heap_use() { --own_uses; }
 void fault(std::string_view text, std::string_view more, std::string_view end)
 {
     const own_heap_use own;
-    if (now.faults.size() == 1000) return; // one breach in every block of a long render
-    now.faults.push_back(std::string(text).append(more).append(end));
+    faults.add(std::string(text).append(more).append(end));
 }
 
 static const char *where()
@@ -38,8 +37,9 @@ void not_in_audio(const char *call)
 
 std::vector<std::string> take_faults()
 {
+    const between_blocks quiet; // a block in progress may well hold locks
     check_locks();
-    return std::exchange(now.faults, {});
+    return faults.take();
 }
 
 } // namespace host

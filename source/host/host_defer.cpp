@@ -2,17 +2,24 @@
 #include "host_state.h"
 
 #include <algorithm>
+#include <mutex>
+#include <optional>
 
 namespace host {
+
+static std::atomic<double> clock_ms{0};
+static std::mutex waiting;
+static std::deque<deferred> queue; // under `waiting`
+thread_local bool at_once = false;
 
 void set_time(double ms)
 {
     if (!(ms >= -9e15 && ms <= 9e15)) throw error("no time of day");
-    now.clock_ms = ms;
+    clock_ms.store(ms, std::memory_order_relaxed);
 }
 
-double time() { return now.clock_ms; }
-void defer_at_once(bool yes) { now.defer_at_once = yes; }
+double time() { return clock_ms.load(std::memory_order_relaxed); }
+void defer_at_once(bool yes) { at_once = yes; }
 
 static void call(deferred &job)
 {
@@ -22,18 +29,29 @@ static void call(deferred &job)
                                       job.has_atoms ? job.args.data() : nullptr);
 }
 
+static std::optional<deferred> next_deferred()
+{
+    const std::lock_guard<std::mutex> alone(waiting);
+    if (queue.empty()) return {};
+    deferred job = std::move(queue.front());
+    queue.pop_front();
+    return job;
+}
+
 void drain()
 {
-    while (!now.queue.empty()) {
-        deferred job = std::move(now.queue.front());
-        now.queue.pop_front();
-        call(job);
-    }
+    while (auto job = next_deferred()) call(*job);
+}
+
+static void append(deferred &&job)
+{
+    const std::lock_guard<std::mutex> alone(waiting);
+    queue.push_back(std::move(job));
 }
 
 void stop_deferred(const t_object *x)
 {
-    auto &queue = now.queue;
+    const std::lock_guard<std::mutex> alone(waiting);
     queue.erase(std::remove_if(queue.begin(), queue.end(),
                                [x](const deferred &job) { return job.object == x; }),
                 queue.end());
@@ -53,9 +71,9 @@ void *defer(void *ob, method fn, t_symbol *sym, short argc, t_atom *argv)
     }
     host::deferred job{x->memory, fn, sym, argv != nullptr, argc, {}};
     if (argv) job.args.assign(argv, argv + argc);
-    if (host::now.defer_at_once && host::running == host::context::main) host::call(job);
-    else host::now.queue.push_back(std::move(job));
+    if (host::at_once && host::running == host::context::main) host::call(job);
+    else host::append(std::move(job));
     return nullptr;
 }
 
-long gettime(void) { return static_cast<long>(static_cast<int64_t>(host::now.clock_ms)); }
+long gettime(void) { return static_cast<long>(static_cast<int64_t>(host::time())); }

@@ -28,7 +28,7 @@ void set_audio(double sample_rate, long vector_size)
 
 void set_audio(t_object *x, double sample_rate, long vector_size)
 {
-    if (sample_rate || vector_size) check_audio(sample_rate, vector_size);
+    if (sample_rate != 0 || vector_size) check_audio(sample_rate, vector_size);
     get(x).own_rate = sample_rate;
     get(x).own_vector = vector_size;
     now.chain_stale = true;
@@ -51,6 +51,13 @@ void connect(t_object *x, int inlet, int cords)
 
 static long vector_size(const instance &x) { return x.own_vector ? x.own_vector : now.vector_size; }
 
+void leave_chain(instance &x)
+{
+    const between_blocks quiet;
+    auto &all = now.playing;
+    all.erase(std::remove(all.begin(), all.end(), &x), all.end());
+}
+
 /// The vector of signal outlet k: that of inlet k where there is one, as a host is free to choose.
 static size_t outlet_wire(const instance &x, size_t k)
 {
@@ -67,10 +74,12 @@ static void lay_wires(instance &x, size_t ins, size_t outs)
     for (size_t k = 0; k < outs; ++k) x.outs[k] = x.wires[outlet_wire(x, k)].data();
 }
 
-/// Calls the instance's dsp64 method, which adds its perform routine, and lays out its vectors.
+/// Calls the instance's dsp64 method, which adds its perform routine, and lays out its vectors,
+/// while the others play on.
 static void compile(instance &x)
 {
     using handler = void(t_object *, t_object *, short *, double, long, long);
+    leave_chain(x);
     x.chain.clear();
     if (!x.has_signals) return;
     const auto dsp64 = method_of<handler>(x, "dsp64");
@@ -83,7 +92,10 @@ static void compile(instance &x)
     dsp64(x.memory, &chain_object, counts.data(), x.own_rate > 0 ? x.own_rate : now.sample_rate,
           vector_size(x), 0);
     compiling = nullptr;
+    const between_blocks quiet;
     lay_wires(x, ins, outs);
+    x.frames = vector_size(x);
+    if (!x.chain.empty()) now.playing.push_back(&x);
 }
 
 void start_audio()
@@ -93,7 +105,12 @@ void start_audio()
     now.chain_stale = false;
 }
 
-void stop_audio() { now.chain_stale = true; }
+void stop_audio()
+{
+    const between_blocks quiet;
+    now.playing.clear();
+    now.chain_stale = true;
+}
 
 double *input(t_object *x, int inlet)
 {
@@ -114,6 +131,8 @@ const double *output(const t_object *x, int outlet)
 /// What stands behind the last frame of a vector, to see whether it is still there after the block.
 static constexpr double guard = 0x1.badc0dep+100;
 
+static bool is_fed(const instance &x, size_t inlet) { return x.ins[inlet] != silence.data(); }
+
 /// Feeds the inlets, and fills the outlets that no inlet shares with garbage.
 static void prepare_block(instance &x, size_t frames)
 {
@@ -121,7 +140,7 @@ static void prepare_block(instance &x, size_t frames)
     silence[frames] = guard;
     for (double *out : x.outs) std::fill_n(out, frames, std::numeric_limits<double>::quiet_NaN());
     for (size_t k = 0; k < x.ins.size(); ++k)
-        if (x.cords[k]) std::copy_n(x.sources[k].begin(), frames, x.ins[k]);
+        if (is_fed(x, k)) std::copy_n(x.sources[k].begin(), frames, x.ins[k]);
 }
 
 static bool is_outlet(const instance &x, const double *wire)
@@ -141,13 +160,13 @@ static void check_block(const instance &x, size_t frames)
     }
     silence[frames] = 0;
     for (size_t k = 0; k < x.ins.size(); ++k)
-        if (x.cords[k] && !is_outlet(x, x.ins[k]) &&
-            std::memcmp(x.ins[k], x.sources[k].data(), frames * sizeof(double)))
+        if (is_fed(x, k) && !is_outlet(x, x.ins[k]) &&
+            std::memcmp(x.ins[k], x.sources[k].data(), frames * sizeof(double)) != 0)
             fault("a perform routine wrote to an inlet");
     check_locks();
 }
 
-static void perform(instance &x, long frames)
+static void perform_one(instance &x, long frames)
 {
     prepare_block(x, static_cast<size_t>(frames));
     for (const performer &p : x.chain) {
@@ -158,13 +177,18 @@ static void perform(instance &x, long frames)
     check_block(x, static_cast<size_t>(frames));
 }
 
-void run(long frames)
+void perform(long frames)
 {
     if (frames < 0 || frames > max_frames) throw error("a block has at most 8192 frames");
-    if (now.chain_stale) start_audio();
     const flush_denormals as_audio_threads_do;
-    for (const auto &x : now.instances)
-        if (!x->chain.empty()) perform(*x, frames ? frames : vector_size(*x));
+    const between_blocks turn;
+    for (instance *x : now.playing) perform_one(*x, frames ? frames : x->frames);
+}
+
+void run(long frames)
+{
+    if (now.chain_stale) start_audio();
+    perform(frames);
 }
 
 } // namespace host
@@ -191,6 +215,7 @@ void z_dsp_free(t_pxobject *header)
     host::instance *x = host::find(header, "z_dsp_free");
     if (!x) return;
     if (!x->has_signals) host::fault("z_dsp_free: never set up, or freed twice");
+    host::leave_chain(*x);
     x->signal_inlets = 0;
     x->has_signals = false;
     x->chain.clear();

@@ -3,8 +3,12 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 
 namespace host {
+
+static std::mutex counting;    // for all that follows
+static long until_failure = 0; // 0: no allocation fails
 
 static std::unordered_map<void *, memory_kind> &blocks()
 {
@@ -15,7 +19,8 @@ static std::unordered_map<void *, memory_kind> &blocks()
 void *allocate(size_t size, int fill, memory_kind kind)
 {
     const own_heap_use own;
-    if (now.allocations_until_failure > 0 && --now.allocations_until_failure == 0) return nullptr;
+    const std::lock_guard<std::mutex> alone(counting);
+    if (until_failure > 0 && --until_failure == 0) return nullptr;
     void *memory = std::malloc(size ? size : 1);
     if (!memory) return nullptr;
     std::memset(memory, fill, size);
@@ -27,6 +32,7 @@ void release(void *memory, memory_kind kind, const char *call)
 {
     const own_heap_use own;
     if (!memory) return;
+    const std::lock_guard<std::mutex> alone(counting);
     const auto known = blocks().find(memory);
     if (known == blocks().end() || known->second != kind)
         return fault(call, ": not the host's memory");
@@ -36,11 +42,16 @@ void release(void *memory, memory_kind kind, const char *call)
 
 void release_everything()
 {
+    const std::lock_guard<std::mutex> alone(counting);
     for (const auto &block : blocks()) std::free(block.first);
     blocks().clear();
 }
 
-long fail_allocation(long k) { return std::exchange(now.allocations_until_failure, k); }
+long fail_allocation(long k)
+{
+    const std::lock_guard<std::mutex> alone(counting);
+    return std::exchange(until_failure, k);
+}
 
 } // namespace host
 

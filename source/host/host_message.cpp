@@ -98,21 +98,45 @@ static const binding *find_called(const instance &x, std::string_view selector)
     return find_method(x, "anything");
 }
 
-/// While it lives, a message is being delivered at an inlet; the header says so too.
+/// While it lives, this thread delivers a message at an inlet; the header says so too, of whichever
+/// thread was the last.
 struct at_inlet {
-    at_inlet(instance &to, long inlet) : x(to), before(to.current_inlet) { set(inlet); }
-    ~at_inlet() { set(before); }
-    at_inlet(const at_inlet &) = delete;
-
-    void set(long inlet)
+    at_inlet(instance &to, long at) : outer(innermost), x(to), inlet(at)
     {
-        x.current_inlet = inlet;
-        if (x.has_signals) x.header()->z_in = inlet;
+        innermost = this;
+        tell_header(inlet);
     }
 
+    ~at_inlet()
+    {
+        innermost = outer;
+        tell_header(current(x));
+    }
+
+    at_inlet(const at_inlet &) = delete;
+
+    /// The inlet of the message that this thread is delivering to an instance; 0 without one.
+    static long current(const instance &to)
+    {
+        const at_inlet *message = innermost;
+        while (message && &message->x != &to) message = message->outer;
+        return message ? message->inlet : 0;
+    }
+
+private:
+    void tell_header(long at) const
+    {
+        if (x.has_signals) __atomic_store_n(&x.header()->z_in, at, __ATOMIC_RELAXED);
+    }
+
+    static thread_local const at_inlet *innermost;
+
+    const at_inlet *const outer;
     instance &x;
-    const long before;
+    const long inlet;
 };
+
+thread_local const at_inlet *at_inlet::innermost = nullptr;
 
 void deliver(instance &x, int inlet, const char *selector, const atoms &given)
 {
@@ -124,7 +148,7 @@ void deliver(instance &x, int inlet, const char *selector, const atoms &given)
     const bool typed = bound->types.empty() || bound->types[0] != A_GIMME;
     if (typed && !fit(x, *bound, selector, args)) return;
 
-    const in_context there(now.defer_at_once ? context::main : context::scheduler);
+    const in_context there(at_once ? context::main : context::scheduler);
     const at_inlet here(x, inlet);
     if (typed) {
         call_typed(bound->handler, x.memory, args);
@@ -132,9 +156,17 @@ void deliver(instance &x, int inlet, const char *selector, const atoms &given)
         const atoms before = args;
         reinterpret_cast<variadic>(bound->handler)(x.memory, gensym(selector),
                                                    static_cast<long>(args.size()), args.data());
-        if (!args.empty() && std::memcmp(before.data(), args.data(), args.size() * sizeof(t_atom)))
+        if (!args.empty() &&
+            std::memcmp(before.data(), args.data(), args.size() * sizeof(t_atom)) != 0)
             fault("a handler changed its arguments");
     }
+}
+
+void deliver_number(instance &x, int inlet, double v)
+{
+    using handler = void(t_object *, double);
+    const at_inlet here(x, inlet);
+    if (const auto number = method_of<handler>(x, "float")) number(x.memory, v);
 }
 
 static void check_inlet(const t_object *x, int inlet)
@@ -192,3 +224,9 @@ void send(t_object *x, int inlet, std::string_view text)
 }
 
 } // namespace host
+
+long proxy_getinlet(t_object *x)
+{
+    const host::instance *asked = host::find(x, "proxy_getinlet");
+    return asked ? host::at_inlet::current(*asked) : 0;
+}

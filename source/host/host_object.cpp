@@ -8,23 +8,16 @@ static constexpr t_ptr_int magic = 1758379419; // every object of the host carri
 
 namespace host {
 
-static instance *search(const void *x)
-{
-    for (const auto &candidate : now.instances)
-        if (candidate->memory == x) return candidate.get();
-    return nullptr;
-}
-
 instance *find(const void *x, const char *call)
 {
-    instance *found = search(x);
+    instance *found = known_instances.find(x);
     if (!found) fault(call, ": no such object");
     return found;
 }
 
 instance &get(const t_object *x)
 {
-    if (instance *found = search(x)) return *found;
+    if (instance *found = known_instances.find(x)) return *found;
     throw error("no such object");
 }
 
@@ -33,12 +26,18 @@ static bool creating = false; // a constructor is at work
 /// Removes an instance and what the session keeps for it.
 static void drop(instance &going)
 {
+    leave_chain(going);
     stop_deferred(going.memory);
+    known_instances.remove(going.memory);
+    for (const t_outlet &outlet : going.outlets_made) known_outlets.remove(&outlet);
     // References that the external keeps for ever end with their owner here.
     auto &references = now.references;
-    references.erase(std::remove_if(references.begin(), references.end(),
-                                    [&](auto &ref) { return ref->owner == &going; }),
-                     references.end());
+    const auto ends = [&](auto &ref) {
+        if (ref->owner != &going) return false;
+        known_references.remove(ref.get());
+        return true;
+    };
+    references.erase(std::remove_if(references.begin(), references.end(), ends), references.end());
     release(going.memory, memory_kind::instance, "object_free");
     auto &all = now.instances;
     all.erase(std::find_if(all.begin(), all.end(), [&](auto &i) { return i.get() == &going; }));
@@ -94,6 +93,7 @@ void destroy(t_object *x)
 {
     instance &going = get(x);
     const in_context main(context::main);
+    leave_chain(going);
     if (going.type->free) reinterpret_cast<void (*)(t_object *)>(going.type->free)(x);
     if (going.has_signals) fault("the instance was freed without z_dsp_free");
     drop(going);
@@ -141,7 +141,10 @@ static t_outlet *add_outlet(void *x, const char *type, const char *call)
     instance *owner = find(x, call);
     if (!owner) return nullptr;
     now.chain_stale = true;
-    return &owner->outlets_made.emplace_back(t_outlet{owner, type});
+    owner->outlets_made.push_back({owner, type});
+    t_outlet &made = owner->outlets_made.back();
+    known_outlets.add(&made, &made);
+    return &made;
 }
 
 } // namespace host
@@ -159,14 +162,9 @@ void *object_alloc(t_class *c)
     fresh->type = c;
     fresh->memory = static_cast<t_object *>(memory);
     fresh->memory->o_magic = magic;
+    host::known_instances.add(memory, fresh.get());
     host::now.instances.push_back(std::move(fresh));
     return memory;
-}
-
-long proxy_getinlet(t_object *x)
-{
-    const host::instance *asked = host::find(x, "proxy_getinlet");
-    return asked ? asked->current_inlet : 0;
 }
 
 void *intout(void *x) { return host::add_outlet(x, "int", "intout"); }
@@ -177,13 +175,15 @@ void *outlet_int(t_outlet *o, t_atom_long n)
 {
     host::not_in_audio("outlet_int");
     const host::own_heap_use own;
-    for (const auto &x : host::now.instances)
-        for (size_t k = 0; k < x->outlets_made.size(); ++k)
-            if (&x->outlets_made[k] == o && o->type == "int") {
-                const int from_left = static_cast<int>(x->outlets_made.size() - 1 - k);
-                host::now.numbers.push_back({host::now.clock_ms, x->memory, from_left, n});
-                return reinterpret_cast<void *>(1);
-            }
-    host::fault("outlet_int: no such integer outlet");
-    return nullptr;
+    const t_outlet *known = host::known_outlets.find(o);
+    if (!known || known->type != "int") {
+        host::fault("outlet_int: no such integer outlet");
+        return nullptr;
+    }
+    const auto &made = known->owner->outlets_made;
+    const auto from_left =
+        std::find_if(made.rbegin(), made.rend(), [=](auto &outlet) { return &outlet == known; }) -
+        made.rbegin();
+    host::numbers.add({host::time(), known->owner->memory, static_cast<int>(from_left), n});
+    return reinterpret_cast<void *>(1);
 }

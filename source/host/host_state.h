@@ -4,6 +4,7 @@
 #include "ext_buffer.h"
 #include "ext_obex.h"
 #include "host.h"
+#include "host_shared.h"
 #include "z_dsp.h"
 
 #include <deque>
@@ -48,8 +49,7 @@ constexpr long max_frames = 8192; // room of every signal vector
 
 using signal = std::vector<double>;
 
-/// The thread a call stands for. One real thread plays all three in turn, so that which calls are
-/// allowed where can be checked without a race.
+/// The thread a call stands for. One real thread may play all three in turn.
 enum class context { main, scheduler, audio };
 
 struct performer {
@@ -72,7 +72,6 @@ struct deferred {
 struct instance {
     t_class *type = nullptr;
     t_object *memory = nullptr; // what the external sees
-    long current_inlet = 0;     // inlet of the message being delivered, 0 outside
     long signal_inlets = 0;
     bool has_signals = false;          // between z_dsp_setup and z_dsp_free
     std::deque<t_outlet> outlets_made; // in order of creation: from the right
@@ -80,23 +79,26 @@ struct instance {
     long own_vector = 0;
     std::vector<int> cords;      // per inlet
     std::vector<signal> sources; // what the user feeds each inlet
-    std::vector<signal> wires;   // what the perform routine sees: inlets, outlets
+
+    // As of the last chain; audio reads it.
+    long frames = 0;
+    std::vector<signal> wires; // what the perform routine sees: inlets, outlets
     std::vector<double *> ins, outs;
     std::vector<performer> chain;
 
     t_pxobject *header() const { return reinterpret_cast<t_pxobject *>(memory); }
 };
 
-/// A buffer~: its object is what externals are handed.
+/// A buffer~: its object is what externals are handed. The main thread alone changes it.
 struct buffer {
     t_object object{};
     t_symbol *name = nullptr;
-    t_atom_long channels = 1;
-    double sample_rate = 44100;
+    std::atomic<t_atom_long> channels{1};
+    std::atomic<double> sample_rate{44100};
     std::unique_ptr<float[]> samples; // no more room than frames, so that sanitizers see its end
-    t_atom_long frames = 0;
-    int locks = 0;
-    bool refuses_locks = false;
+    std::atomic<t_atom_long> frames{0};
+    std::atomic<int> locks{0};
+    std::atomic<bool> changing{false}, refuses_locks{false}; // either: nobody can lock it
 };
 
 } // namespace host
@@ -104,29 +106,32 @@ struct buffer {
 struct t_buffer_ref {
     host::instance *owner;
     t_symbol *name;
-    host::buffer *bound; // as the notices that the owner forwarded tell it
+    std::atomic<host::buffer *> bound; // as the notices that the owner forwarded tell it
 };
 
 namespace host {
 
+/// What only the main thread touches, but for `playing`.
 struct session {
     std::vector<std::unique_ptr<instance>> instances; // in order of creation
     std::vector<std::unique_ptr<t_buffer_ref>> references;
     std::map<std::string, std::unique_ptr<buffer>, std::less<>> buffers;
     std::map<std::string, int, std::less<>> views; // by buffer name
-    std::deque<deferred> queue;
-    bool defer_at_once = false;
-    std::vector<line> console;
-    std::vector<number> numbers;
-    std::vector<std::string> faults;
-    double clock_ms = 0;
     double sample_rate = 44100;
     long vector_size = 64;
-    bool chain_stale = true;            // to be built before the next block
-    long allocations_until_failure = 0; // 0: none fails
+    bool chain_stale = true;         // to be built before the next run()
+    std::vector<instance *> playing; // in the chain; changed between blocks
 };
 
 extern session now;
+extern journal<line> console;
+extern journal<number> numbers;
+extern journal<std::string> faults;
+extern roll<instance> known_instances; // by their memory
+extern roll<t_outlet> known_outlets;
+extern roll<buffer> known_buffers; // by their object
+extern roll<t_buffer_ref> known_references;
+extern thread_local bool at_once; // the deferred calls of this thread's messages
 extern thread_local context running;
 
 /// Runs a piece of work in another context and returns to the former one.
@@ -179,6 +184,8 @@ void load_class(const std::string &name);
 void forget_classes(); // of unloaded files
 
 void deliver(instance &x, int inlet, const char *selector, const atoms &args);
+void deliver_number(instance &x, int inlet, double v); // a float, without the heap
+void leave_chain(instance &x);                         // back with the next start of audio
 void notify(t_symbol *name, const char *message, buffer *sender);
 void stop_deferred(const t_object *x);
 void check_locks();

@@ -5,6 +5,8 @@
 #include <cctype>
 #include <charconv>
 #include <locale>
+#include <mutex>
+#include <shared_mutex>
 #include <sstream>
 
 t_symbol *gensym(C74_CONST char *s)
@@ -14,12 +16,18 @@ t_symbol *gensym(C74_CONST char *s)
         t_symbol symbol;
     };
     static std::unordered_map<std::string_view, std::unique_ptr<entry>> table; // lives for ever
+    static std::shared_mutex mutex; // known symbols bring no order between those who ask for them
     host::not_in_audio("gensym");
     if (!s) {
         host::fault("gensym: no text");
         s = "";
     }
     const host::own_heap_use own;
+    {
+        const std::shared_lock<std::shared_mutex> among_others(mutex);
+        if (const auto known = table.find(s); known != table.end()) return &known->second->symbol;
+    }
+    const std::lock_guard<std::shared_mutex> alone(mutex);
     if (const auto known = table.find(s); known != table.end()) return &known->second->symbol;
     auto fresh = std::make_unique<entry>(entry{s, {}});
     fresh->symbol.s_name = fresh->text.data();

@@ -81,8 +81,8 @@ static void warn_of_several(shadow &s)
 static void update(shadow &s)
 {
     const bool in_tick = running == context::audio;
-    if (in_tick && s.looked_up == now.clock_ms) return;
-    s.looked_up = in_tick ? now.clock_ms : std::nan("");
+    if (in_tick && s.looked_up == time()) return;
+    s.looked_up = in_tick ? time() : std::nan("");
     find_arrays(s);
     const t_atom_long wanted = s.frames * s.channels;
     if (in_tick && wanted > s.room && wanted != s.refused) pd::refresh_soon();
@@ -90,7 +90,7 @@ static void update(shadow &s)
         make_room(s);
         warn_of_several(s);
     }
-    if (s.channels) s.frames = std::min(s.frames, s.room / s.channels);
+    if (s.channels) s.frames = std::min(s.frames.load(), s.room / s.channels);
 }
 
 /// Memory that there was none for may be free by now.
@@ -166,8 +166,7 @@ t_buffer_ref *buffer_ref_new(t_object *self, t_symbol *name)
     host::instance *owner = host::find(self, "buffer_ref_new");
     if (!owner) return nullptr;
     host::shadow *s = host::shadow_named(name);
-    auto ref = std::make_unique<t_buffer_ref>(t_buffer_ref{owner, name, s});
-    return host::now.references.emplace_back(std::move(ref)).get();
+    return host::now.references.emplace_back(new t_buffer_ref{owner, name, {s}}).get();
 }
 
 void buffer_ref_set(t_buffer_ref *ref, t_symbol *name)

@@ -26,6 +26,8 @@ static int slice_of(int frames)
     return slice;
 }
 
+void leave_chain(instance &) {} // Pd has taken it out by then
+
 } // namespace host
 
 void vorb_pd::start(instance *x, bool f0, bool offset, double rate, int frames)
@@ -53,7 +55,7 @@ void vorb_pd::run(instance *x, const float *const ins[2], float *const *outs, in
     const host::flush_denormals as_audio_threads_do;
     const host::in_context audio(host::context::audio);
     const long slice = x->own_vector;
-    host::now.clock_ms = pd::time_ms();
+    host::set_time(pd::time_ms());
     for (long from = 0; from < frames; from += slice) {
         for (int k = 0; k < 2; ++k)
             if (ins[k]) std::copy_n(ins[k] + from, slice, host::inlets_now[k]);

@@ -15,6 +15,11 @@ static const char class_name[] = "k.vorb~";
 namespace host {
 
 session now;
+journal<number> numbers;
+journal<std::string> faults;
+roll<instance> known_instances;
+roll<t_outlet> known_outlets;
+roll<t_buffer_ref> known_references;
 
 void load_class(const std::string &) {} // Pd has loaded the only one
 
@@ -40,14 +45,13 @@ static void write(bool error, const t_object *x, const char *format, va_list arg
 /// A broken rule of the API is a mistake of ours, and better heard of than kept.
 static void report_faults(instance &x)
 {
-    if (now.faults.empty()) return;
-    for (const std::string &text : take_faults())
+    for (const std::string &text : faults.take())
         object_error(x.memory, "internal fault: %s", text.c_str());
 }
 
 void load()
 {
-    now.defer_at_once = true; // one thread plays all messages, as without overdrive
+    defer_at_once(true); // one thread plays all messages, as without overdrive
     ext_main(nullptr);
 }
 
@@ -70,7 +74,7 @@ static atoms max_atoms(int argc, const atom *argv, t_atom (*number)(float))
 
 instance *create(void *owner, int argc, const atom *argv)
 {
-    now.clock_ms = pd::time_ms();
+    set_time(pd::time_ms());
     newborn = owner;
     t_object *memory = host::create(class_name, max_atoms(argc, argv, typed));
     newborn = nullptr;
@@ -90,22 +94,19 @@ int signal_outlets(const instance *x) { return host::signal_outlets(x->memory); 
 
 bool send(instance *x, int inlet, const char *selector, int argc, const atom *argv, float *left)
 {
-    now.clock_ms = pd::time_ms();
+    set_time(pd::time_ms());
     deliver(*x, inlet, selector, max_atoms(argc, argv, sent));
     report_faults(*x);
-    const std::vector<number> numbers = std::exchange(now.numbers, {});
-    if (numbers.empty()) return false;
-    *left = float(numbers.back().value); // no message is answered with more than one
+    const std::vector<number> answers = numbers.take();
+    if (answers.empty()) return false;
+    *left = float(answers.back().value); // no message is answered with more than one
     return true;
 }
 
 void send_number(instance *x, int inlet, float v)
 {
-    using handler = void(t_object *, double);
-    now.clock_ms = pd::time_ms();
-    x->current_inlet = inlet;
-    if (const auto number = method_of<handler>(*x, "float")) number(x->memory, double(v));
-    x->current_inlet = 0;
+    set_time(pd::time_ms());
+    deliver_number(*x, inlet, double(v));
 }
 
 } // namespace vorb_pd

@@ -26,6 +26,7 @@ static bool is_plugged(k_vorb_pd *x, int inlet)
 
 static t_int *perform(t_int *w)
 {
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): so Pd hands it over
     const auto x = reinterpret_cast<k_vorb_pd *>(w[1]);
     k_vorb_poll_offset(x);
     vorb_pd::run(x->instance, x->ins, x->outs, x->frames);

@@ -64,6 +64,8 @@ TEST_F(host_class, registration_out_of_contract_is_a_fault)
     class_new("menu", probe_class::as_method(nothing), nullptr, sizeof(probe),
               probe_class::as_method(nothing), A_GIMME, 0);
     EXPECT_EQ(faults().size(), 1u) << "a menu function";
+    class_new("typed", probe_class::as_method(nothing), nullptr, sizeof(probe), nullptr, A_LONG, 0);
+    EXPECT_EQ(faults().size(), 1u) << "a constructor with a typed argument";
     plain_class("tiny", sizeof(t_object) - 1);
     EXPECT_EQ(faults().size(), 1u) << "no room for the object's header";
     class_register(gensym("nobox"), plain_class("elsewhere"));
