@@ -1,11 +1,10 @@
 // A surface to draw on, lines and words, and the PNG file it becomes.
 #include "canvas.h"
 
-#include <cerrno>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <stdexcept>
-#include <unistd.h>
 
 canvas::canvas(int width, int height)
     : surface(cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height), cairo_surface_destroy),
@@ -70,7 +69,9 @@ void canvas::upwards(double x, double y, double size, const std::string &words)
 
 static std::uint32_t pixel(const colour &c)
 {
-    const auto byte = [](double part) { return static_cast<std::uint32_t>(part * 255 + 0.5); };
+    const auto byte = [](double part) {
+        return static_cast<std::uint32_t>(std::lround(part * 255));
+    };
     return byte(c.red) << 16 | byte(c.green) << 8 | byte(c.blue);
 }
 
@@ -80,7 +81,7 @@ void canvas::image(const box &b, double width, const std::vector<std::vector<dou
     const std::unique_ptr<cairo_surface_t, void (*)(cairo_surface_t *)> pixels(
         cairo_image_surface_create(CAIRO_FORMAT_RGB24, wide, high), cairo_surface_destroy);
     unsigned char *data = cairo_image_surface_get_data(pixels.get());
-    const int stride = cairo_image_surface_get_stride(pixels.get());
+    const std::ptrdiff_t stride = cairo_image_surface_get_stride(pixels.get());
     if (!data) throw std::runtime_error("there is no memory for the picture");
     for (int y = 0; y < high; ++y) {
         auto *row = reinterpret_cast<std::uint32_t *>(data + y * stride);
@@ -101,27 +102,18 @@ void canvas::image(const box &b, double width, const std::vector<std::vector<dou
     cairo_restore(on());
 }
 
-static cairo_status_t write_all(void *descriptor, const unsigned char *data, unsigned length)
+void canvas::write_png(const sink &to)
 {
-    while (length) {
-        const ssize_t n = write(*static_cast<int *>(descriptor), data, length);
-        if (n < 0 && errno == EINTR) continue;
-        if (n < 0) return CAIRO_STATUS_WRITE_ERROR;
-        data += n;
-        length -= static_cast<unsigned>(n);
-    }
-    return CAIRO_STATUS_SUCCESS;
-}
-
-bool canvas::write_png(int descriptor)
-{
+    const auto pass = [](void *closure, const unsigned char *data, unsigned length) {
+        const bool taken = (*static_cast<const sink *>(closure))(data, length);
+        return taken ? CAIRO_STATUS_SUCCESS : CAIRO_STATUS_WRITE_ERROR;
+    };
     if (const cairo_status_t wrong = cairo_status(on()))
         throw std::runtime_error(std::string("the picture cannot be drawn: ") +
                                  cairo_status_to_string(wrong));
-    const cairo_status_t status =
-        cairo_surface_write_to_png_stream(surface.get(), write_all, &descriptor);
+    sink closure = to;
+    const cairo_status_t status = cairo_surface_write_to_png_stream(surface.get(), pass, &closure);
     if (status && status != CAIRO_STATUS_WRITE_ERROR)
         throw std::runtime_error(std::string("the picture cannot be written: ") +
                                  cairo_status_to_string(status));
-    return !status;
 }

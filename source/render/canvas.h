@@ -5,6 +5,7 @@
 #include "layout.h"
 
 #include <cairo.h>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -33,9 +34,10 @@ public:
 
     cairo_t *on() { return context.get(); }
 
-    /// Throws std::runtime_error when something could not be drawn. False when the file takes no
-    /// more; errno says why.
-    bool write_png(int descriptor);
+    /// Takes so many bytes, or returns false, and no more come.
+    using sink = std::function<bool(const void *, size_t)>;
+    /// Throws std::runtime_error when something could not be drawn.
+    void write_png(const sink &to);
 
 private:
     std::unique_ptr<cairo_surface_t, void (*)(cairo_surface_t *)> surface;

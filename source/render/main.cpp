@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstdio>
 #include <fcntl.h>
+#include <new>
 #include <unistd.h>
 
 static volatile std::sig_atomic_t interrupted = 0;
@@ -27,12 +28,19 @@ static void keep_failed_writes_quiet()
     for (const int s : {SIGXFSZ, SIGPIPE}) std::signal(s, SIG_IGN);
 }
 
+/// The second of a kind ends the program at once: a slow disk may keep the last file for long.
+static void interrupt(int s)
+{
+    interrupted = 1;
+    std::signal(s, SIG_DFL);
+}
+
 /// From here on an interrupt must remove temporary files. One that is ignored already, as under
 /// nohup, stays so.
 static void catch_interrupts()
 {
     for (const int s : {SIGINT, SIGTERM, SIGHUP})
-        if (std::signal(s, SIG_IGN) != SIG_IGN) std::signal(s, [](int) { interrupted = 1; });
+        if (std::signal(s, SIG_IGN) != SIG_IGN) std::signal(s, interrupt);
 }
 
 static void stop_at_faults()
@@ -52,7 +60,7 @@ static void render(const options &o)
     check_events(notes, objects);
     player playing(notes, sounds, objects, o.rate, o.vector);
     catch_interrupts();
-    outputs files(o, sounds, playing.channels());
+    outputs files(o, sounds, playing);
     report news(notes, objects);
     while (!playing.finished()) {
         if (interrupted) throw std::runtime_error("interrupted");
@@ -98,6 +106,8 @@ int main(int argc, char **argv)
         return failed("", wrong, 2);
     } catch (const bad_input &wrong) {
         return failed("render: ", wrong, 2);
+    } catch (const std::bad_alloc &) {
+        return failed("render: ", std::runtime_error("there is not enough memory"), 1);
     } catch (const std::exception &wrong) {
         return failed("render: ", wrong, 1);
     }

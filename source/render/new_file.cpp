@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -34,10 +35,14 @@ static mode_t permissions(const fs::path &file)
 new_file::new_file(const fs::path &wanted) : file(wanted), place(behind_links(wanted))
 {
     check_place();
-    std::string name = place.parent_path() / ".render.XXXXXX";
-    opened = mkstemp(name.data());
-    if (opened < 0) fail(std::strerror(errno));
-    temporary = name;
+    const fs::path folder = place.parent_path();
+    opened = open(folder.empty() ? "." : folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+    if (opened < 0) {
+        std::string with_name = folder / ".render.XXXXXX";
+        opened = mkostemp(with_name.data(), O_CLOEXEC);
+        if (opened < 0) fail(std::strerror(errno));
+        temporary = with_name;
+    }
     fchmod(opened, permissions(place));
 }
 
@@ -64,9 +69,51 @@ void new_file::check_place() const
     if (access(place.c_str(), W_OK)) fail(std::strerror(errno));
 }
 
+bool new_file::write(const void *bytes, size_t count)
+{
+    for (auto from = static_cast<const char *>(bytes); count;) {
+        const ssize_t n = ::write(opened, from, count);
+        if (n < 0 && errno == EINTR) continue;
+        if (n < 0) {
+            if (!trouble) trouble = errno;
+            return false;
+        }
+        from += n;
+        count -= static_cast<size_t>(n);
+    }
+    return true;
+}
+
+void new_file::check() const
+{
+    if (trouble) fail(std::strerror(trouble));
+}
+
+void new_file::settle()
+{
+    if (!trouble && fsync(opened)) trouble = errno;
+    check();
+}
+
+/// A file without a name can take a new one, but no name of another file.
+void new_file::name()
+{
+    const std::string nameless = "/proc/self/fd/" + std::to_string(opened);
+    const std::string start = place.parent_path() / ".render.";
+    for (long k = getpid();; ++k) { // one that was killed here before may have left its own
+        const std::string next = start + std::to_string(k);
+        if (!linkat(AT_FDCWD, nameless.c_str(), AT_FDCWD, next.c_str(), AT_SYMLINK_FOLLOW)) {
+            temporary = next;
+            return;
+        }
+        if (errno != EEXIST) fail(std::strerror(errno));
+    }
+}
+
 void new_file::keep()
 {
-    if (close(std::exchange(opened, -1))) fail(std::strerror(errno));
+    if (temporary.empty()) name();
     if (rename(temporary.c_str(), place.c_str())) fail(std::strerror(errno));
     temporary.clear();
+    close(std::exchange(opened, -1));
 }

@@ -102,7 +102,7 @@ std::optional<options> read_options(int argc, char **argv)
             std::filesystem::read_symlink("/proc/self/exe").parent_path() / "../externals";
     if (!(o.start_ms >= 0 && o.start_ms <= longest_ms))
         throw bad_input("--start lies between 0 and 24 hours, in ms");
-    for (const char *name : {"--output", "--picture"})
+    for (const char *name : {"SCORE", "--output", "--picture"})
         if (app.count(name) && app[name]->results()[0].empty())
             throw bad_input(std::string(name) + " is empty");
     if (o.output.empty() && o.picture.empty()) throw bad_input("--output or --picture is required");

@@ -20,13 +20,13 @@ static void check_reads(const fs::path &file, const options &o, const sound_shel
             throw bad_input(file.string() + ": the score itself plays that file");
 }
 
-outputs::outputs(const options &o, const sound_shelf &sounds, int channels_played)
-    : outlets(channels_played), sound_name(o.output), picture_name(o.picture)
+outputs::outputs(const options &o, const sound_shelf &sounds, const player &playing)
+    : outlets(playing.channels()), sound_name(o.output), picture_name(o.picture)
 {
     if (o.stereo) law = &fold_law(*o.stereo, outlets);
     if (!sound_name.empty()) {
         check_reads(sound_name, o, sounds);
-        const SF_INFO format = choose_format(sound_name, o.format, channels(), o.rate);
+        const SF_INFO format = sound_format(o, playing.length());
         cuts = ::clips(format);
         sound.emplace(sound_name, format);
     }
@@ -39,6 +39,19 @@ outputs::outputs(const options &o, const sound_shelf &sounds, int channels_playe
                          fs::weakly_canonical(drawn->destination()))
             throw bad_input(picture_name.string() + ": that is the sound file too");
     }
+}
+
+/// What can be known to be too long is not begun.
+SF_INFO outputs::sound_format(const options &o, const player::range &length) const
+{
+    const auto left = [&](double frames) {
+        return static_cast<sf_count_t>(std::max(0.0, frames - o.start_ms * o.rate / 1000));
+    };
+    const SF_INFO format =
+        with_room(choose_format(sound_name, o.format, channels(), o.rate), left(length.most));
+    if (!has_room(format, left(length.least)))
+        throw bad_input(sound_name.string() + ": cannot be written: " + no_room);
+    return format;
 }
 
 caption outputs::words(const options &o) const

@@ -4,15 +4,15 @@
 #include "fold.h"
 #include "options.h"
 #include "picture.h"
-#include "sound_reader.h"
+#include "player.h"
 #include "sound_writer.h"
 
 #include <optional>
 
 class outputs {
 public:
-    /// `outlets` is the number of channels that will come. Throws bad_input.
-    outputs(const options &from, const sound_shelf &sounds, int outlets);
+    /// For what a player will play. Throws bad_input.
+    outputs(const options &from, const sound_shelf &sounds, const player &playing);
 
     /// Interleaved frames, which start at a time of the score.
     void write(const std::vector<double> &block, double ms);
@@ -27,6 +27,7 @@ public:
     bool clips() const { return cuts; }
 
 private:
+    SF_INFO sound_format(const options &from, const player::range &length) const;
     caption words(const options &from) const;
 
     int outlets;

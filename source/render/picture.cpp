@@ -2,10 +2,8 @@
 #include "picture.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 
-static constexpr size_t most_columns = 2 * spectrogram_width;
+static constexpr size_t most_columns = size_t{2} * spectrogram_width;
 
 picture::picture(const std::filesystem::path &wanted, const caption &words, int rate, double top)
     : file(wanted), seen{words,
@@ -32,5 +30,6 @@ void picture::close(double from)
     seen.spectrum.finish();
     seen.from = from;
     seen.to = from + static_cast<double>(frames) / seen.rate;
-    if (!draw(seen).write_png(file.descriptor())) file.fail(std::strerror(errno));
+    draw(seen).write_png([this](auto bytes, auto count) { return file.write(bytes, count); });
+    file.settle();
 }

@@ -27,6 +27,19 @@ bool player::finished() const
            now_ms() >= std::max(last_ms, heard_ms) + silence_ms;
 }
 
+/// A signal starts up to a block after its time, and everything ends with a block.
+player::range player::length() const
+{
+    double last = 0;
+    for (const event &e : notes.events) {
+        const auto *signal = std::get_if<signal_change>(&e.what);
+        last = std::max(last, e.ms + (signal && signal->line ? signal->line->length_ms() : 0));
+    }
+    const double per_ms = rate / 1000.0;
+    if (notes.end_ms) return {*notes.end_ms * per_ms, *notes.end_ms * per_ms + vector};
+    return {(last + silence_ms) * per_ms, (last + patience_ms) * per_ms + 3 * vector};
+}
+
 const std::vector<double> &player::block()
 {
     host::set_time(clock_start_ms + now_ms());

@@ -21,6 +21,11 @@ public:
     /// When the next block starts.
     double now_ms() const { return static_cast<double>(frame) * 1000 / rate; }
     bool finished() const;
+    /// How many frames there will be.
+    struct range {
+        double least, most;
+    };
+    range length() const;
     /// Lets happen what is due, then plays one block: interleaved frames, outlet k of every object
     /// mixed into channel k. Throws bad_input when the sound does not end.
     const std::vector<double> &block();

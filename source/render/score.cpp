@@ -18,6 +18,9 @@ namespace {
 
 using mistake = std::invalid_argument;
 
+/// What is no text may have no second line, and no end.
+constexpr size_t longest_line = 1 << 20;
+
 constexpr char signal_alone[] = "a signal stands alone on its line";
 
 std::string unquoted(std::string_view word)
@@ -34,6 +37,7 @@ public:
     void line(std::string_view text)
     {
         ++number_of_line;
+        if (text.size() == longest_line) throw mistake("a line of more than a million characters");
         check_characters(text);
         text = without_comment(text);
         if (text.empty()) return;
@@ -142,6 +146,17 @@ private:
     double now = 0;
 };
 
+/// False at the end; a line that is too long ends in the middle.
+bool next_line(std::istream &in, std::vector<char> &room, std::string_view &line)
+{
+    in.getline(room.data(), static_cast<std::streamsize>(room.size()));
+    if (!in.gcount()) return false;
+    const bool ended = in.good(); // by a line feed, which counts
+    line = {room.data(), static_cast<size_t>(in.gcount()) - ended};
+    if (!in.fail() && !line.empty() && line.back() == '\r') line.remove_suffix(1);
+    return true;
+}
+
 void skip_byte_order_mark(std::istream &in)
 {
     for (const int c : {0xEF, 0xBB, 0xBF}) {
@@ -155,21 +170,21 @@ void skip_byte_order_mark(std::istream &in)
 score read_score(const std::string &path)
 {
     std::ifstream in(path);
-    if (!in) throw bad_input(path + ": cannot be read: " + std::strerror(errno));
+    const auto unreadable = [&] {
+        return bad_input(path + ": cannot be read: " + std::strerror(errno));
+    };
+    if (!in) throw unreadable();
     score result;
     result.path = path;
     reader lines(result);
-    std::string text;
+    std::vector<char> room(longest_line + 1);
     try {
         skip_byte_order_mark(in);
-        while (std::getline(in, text)) {
-            if (!text.empty() && text.back() == '\r') text.pop_back();
-            lines.line(text);
-        }
+        for (std::string_view text; next_line(in, room, text);) lines.line(text);
     } catch (const std::invalid_argument &wrong) {
         throw bad_line(result.at(lines.number_of_line, wrong.what()));
     }
-    if (in.bad()) throw bad_input(path + ": cannot be read");
+    if (in.bad()) throw unreadable();
     if (result.objects.empty()) throw bad_input(path + ": the score has no object");
     return result;
 }

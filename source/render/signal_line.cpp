@@ -3,6 +3,8 @@
 
 #include "words.h"
 
+#include <algorithm>
+#include <cmath>
 #include <stdexcept>
 
 static double positive(std::string_view word)
@@ -19,9 +21,14 @@ signal_line::signal_line(const std::vector<std::string_view> &words)
     if (words.size() % 2 == 0)
         throw std::invalid_argument("signal needs a start, then pairs of target and time in ms");
     for (size_t i = 1; i < words.size(); i += 2) {
-        points.push_back({points.back().ms + positive(words[i + 1]), number(words[i])});
-        if (length_ms() > longest_ms)
+        const point from = points.back();
+        const point to{from.ms + positive(words[i + 1]), number(words[i])};
+        if (to.ms > longest_ms)
             throw std::invalid_argument("a signal's times add up to more than 24 hours");
+        if (!std::isfinite((to.value - from.value) * std::max(1.0, to.ms - from.ms)))
+            throw std::invalid_argument("a signal's step is beyond all numbers: " +
+                                        std::string(words[i]));
+        points.push_back(to);
     }
 }
 

@@ -117,6 +117,13 @@ bool has_room(const SF_INFO &info, sf_count_t frames)
            frames <= small_file / (info.channels * bytes_per_sample(info.format));
 }
 
+SF_INFO with_room(SF_INFO info, sf_count_t frames)
+{
+    if ((info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_WAV && !has_room(info, frames))
+        info.format = SF_FORMAT_RF64 | (info.format & SF_FORMAT_SUBMASK);
+    return info;
+}
+
 bool clips(const SF_INFO &info)
 {
     const int coding = info.format & SF_FORMAT_SUBMASK;

@@ -19,6 +19,11 @@ std::string format_endings();
 
 /// Whether a file of that format can hold so many frames.
 bool has_room(const SF_INFO &info, sf_count_t frames);
+constexpr char no_room[] = "the format ends at 4 GB, .wav, .caf and .w64 do not";
+
+/// The format for a sound of at most so many frames: WAV becomes its 64-bit form, RF64, where it
+/// might not have room for them.
+SF_INFO with_room(SF_INFO info, sf_count_t frames);
 
 /// True for formats that cannot hold values beyond full scale.
 bool clips(const SF_INFO &info);

@@ -24,6 +24,7 @@ public:
 
 private:
     void flush();
+    void forget_time();
 
     new_file file;
     SF_INFO info;

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <pty.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -67,8 +68,36 @@ static void limit_files(long bytes)
     for (const int s : {SIGPIPE, SIGHUP, SIGINT, SIGTERM}) // whatever the tests were started from
         std::signal(s, s == around.ignored ? SIG_IGN : SIG_DFL);
     for (int stream = 0; around.closed && stream < 3; ++stream) close(stream);
+    if (!around.refused.empty() && !refuse(around.refused)) _exit(126);
     if (ready) execv(RENDER_PROGRAM, argv.data());
     _exit(127);
+}
+
+/// What the child's new files in a folder hold by now: those that have no name yet, or none to
+/// stay.
+static long held(pid_t child, const fs::path &folder)
+{
+    long bytes = 0;
+    std::error_code none;
+    for (const auto &entry :
+         fs::directory_iterator("/proc/" + std::to_string(child) + "/fd", none)) {
+        const fs::path file = fs::read_symlink(entry, none);
+        const char first = (file.filename().string() + ' ')[0];
+        struct stat now;
+        if (file.parent_path() == folder && (first == '#' || first == '.') &&
+            !stat(entry.path().c_str(), &now))
+            bytes += now.st_size;
+    }
+    return bytes;
+}
+
+static void interrupt(pid_t child, const fs::path &folder, const circumstances &around)
+{
+    const fs::path place = fs::canonical(folder);
+    for (int ms = 0; ms < 10000 && held(child, place) < around.interrupted_at_bytes; ++ms)
+        usleep(1000);
+    usleep(static_cast<useconds_t>(around.interrupted_after_ms) * 1000);
+    kill(child, around.interrupt);
 }
 
 outcome run_render(const fs::path &folder, const std::vector<std::string> &arguments,
@@ -81,15 +110,14 @@ outcome run_render(const fs::path &folder, const std::vector<std::string> &argum
     outlook errors(around);
     const pid_t child = fork();
     if (child == 0) become_render(folder, streams, argv, around, errors.theirs);
-    if (around.interrupted_after_ms) {
-        usleep(static_cast<useconds_t>(around.interrupted_after_ms) * 1000);
-        kill(child, around.interrupt);
-    }
+    if (around.interrupted_after_ms || around.interrupted_at_bytes)
+        interrupt(child, folder, around);
     const std::string seen = errors.read_all();
     int status = 0;
-    waitpid(child, &status, 0);
+    rusage used{};
+    wait4(child, &status, 0, &used);
     const outcome result{WIFEXITED(status) ? WEXITSTATUS(status) : -1, text_of(streams / "out"),
-                         around.terminal ? seen : text_of(streams / "err")};
+                         around.terminal ? seen : text_of(streams / "err"), used.ru_maxrss};
     fs::remove_all(streams);
     return result;
 }

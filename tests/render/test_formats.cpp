@@ -81,3 +81,16 @@ TEST(Room, ends_at_4_GB_where_sizes_have_32_bits)
     EXPECT_TRUE(room("x.flac", "pcm24", 2, most));
     EXPECT_TRUE(room("x.ogg", "vorbis", 2, most));
 }
+
+TEST(Room, of_a_wav_file_grows_where_it_may_be_needed)
+{
+    const auto type = [](const char *name, const char *word, sf_count_t frames) {
+        return with_room(choose_format(name, word, 10, 44100), frames).format;
+    };
+    constexpr sf_count_t two_hours = 2 * 3600 * 44100;
+    EXPECT_EQ(type("x.wav", "", two_hours), SF_FORMAT_RF64 | SF_FORMAT_FLOAT);
+    EXPECT_EQ(type("x.wav", "pcm24", two_hours), SF_FORMAT_RF64 | SF_FORMAT_PCM_24);
+    EXPECT_EQ(type("x.wav", "", two_hours / 4), SF_FORMAT_WAV | SF_FORMAT_FLOAT);
+    EXPECT_EQ(type("x.aiff", "", two_hours), SF_FORMAT_AIFF | SF_FORMAT_FLOAT);
+    EXPECT_EQ(type("x.caf", "", two_hours), SF_FORMAT_CAF | SF_FORMAT_FLOAT);
+}

@@ -1,9 +1,11 @@
 // What comes from outside while a score renders: signals, closed pipes, and who watches.
 #include "workshop.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 class Interrupts : public workshop {
@@ -31,6 +33,67 @@ TEST_F(Interrupts, leave_nothing)
         EXPECT_TRUE(said("\nrender: interrupted\n")) << last.err;
         EXPECT_EQ(inventory(), before);
     }
+}
+
+TEST_F(Interrupts, of_every_kind_leave_an_older_file_as_it_was)
+{
+    write("x.wav", "older");
+    write("x.png", "older");
+    before = inventory();
+    for (const int s : {SIGKILL, SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGUSR1, SIGALRM}) {
+        circumstances around;
+        around.interrupted_at_bytes = 100000;
+        around.interrupt = s;
+        const bool caught = s == SIGTERM || s == SIGINT || s == SIGHUP;
+        EXPECT_EQ(run({"long.score", "-o", "x.wav", "--picture", "x.png"}, around).status,
+                  caught ? 1 : -1)
+            << s;
+        EXPECT_EQ(inventory(), before) << s;
+        EXPECT_EQ(text_of("x.wav"), "older") << s;
+        EXPECT_EQ(text_of("x.png"), "older") << s;
+    }
+}
+
+/// At whatever moment: also as the files take their places.
+TEST_F(Interrupts, leave_the_older_file_or_the_new_one)
+{
+    ASSERT_EQ(run({"short.score", "-o", "x.wav"}).status, 0);
+    const std::string whole = text_of("x.wav");
+    write("x.wav", "older");
+    before = inventory();
+    for (const int s : {SIGKILL, SIGTERM})
+        for (int ms = 1; ms < 60; ms += 2) {
+            write("x.wav", "older");
+            circumstances around;
+            around.interrupt = s;
+            around.interrupted_after_ms = ms;
+            const int status = run({"short.score", "-o", "x.wav"}, around).status;
+            const std::string left = text_of("x.wav");
+            EXPECT_TRUE(left == whole || (left == "older" && status != 0)) << ms << ' ' << left;
+            // Killed between two system calls, the whole new file may stay beside the older one.
+            const std::string all = inventory();
+            EXPECT_TRUE(all == before || (s == SIGKILL && all.find(".render.") == 0)) << all;
+        }
+}
+
+TEST_F(Interrupts, leave_nothing_where_every_file_has_a_name_but_when_they_cannot_be_caught)
+{
+    circumstances around;
+    around.refused = {{SYS_openat, EOPNOTSUPP, 2, O_TMPFILE}};
+    around.interrupted_at_bytes = 100000;
+    for (const int s : {SIGTERM, SIGINT, SIGHUP}) {
+        around.interrupt = s;
+        EXPECT_EQ(run({"long.score", "-o", "x.wav"}, around).status, 1);
+        EXPECT_EQ(inventory(), before);
+    }
+    around.interrupt = SIGKILL;
+    EXPECT_EQ(run({"long.score", "-o", "x.wav"}, around).status, -1);
+    const std::string left = inventory();
+    EXPECT_EQ(left.find(".render."), 0u);
+    EXPECT_EQ(left.substr(sizeof ".render.XXXXXX"), before);
+    around.interrupted_at_bytes = 0; // the next render works, and touches nothing of it
+    EXPECT_EQ(run({"short.score", "-o", "x.wav"}, around).status, 0) << last.err;
+    EXPECT_EQ(inventory(), left + " x.wav");
 }
 
 TEST_F(Interrupts, that_are_ignored_from_outside_stay_so)

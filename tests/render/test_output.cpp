@@ -42,22 +42,6 @@ TEST_F(Output, may_be_read_as_any_new_file)
               std::filesystem::status(folder / "plain").permissions());
 }
 
-TEST_F(Output, a_full_disk_is_said_and_leaves_nothing)
-{
-    write("old.wav", "older");
-    circumstances small;
-    small.largest_file = 6000;
-    for (const std::string name : {"x.wav", "x.aiff", "x.caf", "x.flac", "x.ogg", "old.wav"}) {
-        ASSERT_EQ(run({"s.score", "-o", name}, small).status, 2) << name;
-        EXPECT_NE(last.err.find("\nrender: " + name + ": cannot be written: "), std::string::npos)
-            << last.err;
-        EXPECT_EQ(last.out, "");
-        EXPECT_EQ(inventory(), before.substr(0, before.find("quarter")) + "old.wav " +
-                                   before.substr(before.find("quarter")));
-    }
-    EXPECT_EQ(text_of("old.wav"), "older");
-}
-
 TEST_F(Output, that_is_a_link_is_written_where_the_link_leads)
 {
     std::filesystem::create_directory(folder / "sub");

@@ -57,6 +57,16 @@ outcome workshop::run(const std::vector<std::string> &arguments, const circumsta
     return last = run_render(folder, arguments, around);
 }
 
+void workshop::expect_refused(const std::vector<std::string> &arguments, const std::string &line)
+{
+    const std::string before = inventory();
+    run(arguments);
+    EXPECT_EQ(last.status, 2);
+    EXPECT_EQ(last.err, line + "\n");
+    EXPECT_EQ(last.out, "");
+    EXPECT_EQ(inventory(), before);
+}
+
 recording workshop::render(const std::string &text, const std::vector<std::string> &more)
 {
     write("s.score", text);

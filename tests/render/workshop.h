@@ -19,6 +19,8 @@ protected:
     std::string inventory() const;
 
     outcome run(const std::vector<std::string> &arguments, const circumstances &around = {});
+    /// Runs the program, which must say this line, end with status 2 and leave no file.
+    void expect_refused(const std::vector<std::string> &arguments, const std::string &line);
     /// Renders the text as score s.score, as it must succeed, and listens to the result.
     recording render(const std::string &text, const std::vector<std::string> &more = {});
 
