@@ -191,17 +191,9 @@ double fuzz_session::rate()
     return tame || bytes.flag() ? bytes.one_of(common) : bytes.one_of(odd);
 }
 
-/// A tame session keeps its rate: a phase left over from a higher one starts fogs late by more than
-/// a sample, and a steep decay, reckoned back to their onset, is beyond all numbers.
-double fuzz_session::audio_rate()
-{
-    const double hz = rate();
-    return tame ? 44100 : hz;
-}
-
 void fuzz_session::tune()
 {
-    const double hz = audio_rate();
+    const double hz = rate();
     session_vector = bytes.one_of(vectors);
     narrate("audio", hz, "Hz", session_vector, "frames");
     host::set_audio(hz, session_vector);
@@ -212,7 +204,7 @@ void fuzz_session::tune_one()
     if (players.empty()) return;
     player &p = any_player();
     const bool as_all = bytes.flag();
-    const double hz = as_all ? 0 : audio_rate();
+    const double hz = as_all ? 0 : rate();
     p.own_vector = as_all ? 0 : bytes.one_of(vectors);
     narrate(p.object, "alone", hz, "Hz", p.own_vector, "frames");
     host::set_audio(p.object, hz, p.own_vector);

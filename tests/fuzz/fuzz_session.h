@@ -45,7 +45,6 @@ private:
     player &any_player() { return players[bytes.byte() % players.size()]; }
     double number() { return tame ? bytes.tame_number() : bytes.number(); }
     double rate();
-    double audio_rate();
     t_atom atom(bool only_whole);
     void change_buffer_now(bool may_delete);
     std::vector<float> samples(long channels);

@@ -1,7 +1,7 @@
 // Scratch, tables, players and warnings at their start.
 #include "process_state.h"
 
-#include "host.h"
+#include "host_state.h"
 #include "player_sets.h"
 
 #if defined(__SANITIZE_ADDRESS__)
@@ -20,34 +20,16 @@
 
 extern "C" void ext_main(void *);
 
-constexpr long scratch_size = 4096;
-
-static double **const blocks[] = {&temp1, &temp2, &temp3, &temp4};
-
-static void drop_scratch()
-{
-    for (double **block : blocks) {
-        sysmem_freeptr(*block);
-        *block = nullptr;
-    }
-    temp_size = 0;
-}
-
-static void drop_weights()
-{
-    sysmem_freeptr(k_sampfilt_tab);
-    k_sampfilt_tab = nullptr;
-}
-
 void renew_process_state(bool with_scratch, bool with_weights, unsigned players)
 {
     static const bool linked = (host::link(ext_main), true);
     static_cast<void>(linked);
-    // The room once had stays the least that is asked for: have it in the first session, too.
-    drop_scratch();
-    vorb_size_scratch(scratch_size);
-    if (!with_scratch) drop_scratch();
-    drop_weights();
+    host::release_everything(); // also scratch that has been outgrown, which nobody points to
+    k_rnd_init_pool();
+    temp1 = temp2 = temp3 = temp4 = nullptr;
+    temp_size = 0;
+    if (with_scratch) vorb_size_scratch(4096);
+    k_sampfilt_tab = nullptr;
     if (with_weights) k_make_sampfilt_tab();
     const std::vector<player_set> sets = player_sets();
     vorb_players = sets[players % sets.size()].players;
@@ -58,9 +40,9 @@ void renew_process_state(bool with_scratch, bool with_weights, unsigned players)
 template <class Mark>
 static void mark_tail(long from, Mark mark)
 {
-    for (double **block : blocks)
-        if (*block && from < scratch_size)
-            mark(*block + from, static_cast<size_t>(scratch_size - from) * sizeof(double));
+    const long size = temp2 - temp1;
+    for (double *block : {temp1, temp2, temp3, temp4})
+        if (from < size) mark(block + from, static_cast<size_t>(size - from) * sizeof(double));
 }
 
 scratch_fence::scratch_fence(long frames) : from(frames)

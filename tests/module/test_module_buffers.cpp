@@ -18,28 +18,6 @@ protected:
     static signal block(t_object *x) { return play(x, 1, 64)[0]; }
 };
 
-TEST_F(sources, without_its_buffer_a_fog_is_silent_and_ends_as_its_layout_says)
-{
-    for (const int layout : layouts) {
-        SCOPED_TRACE(layout);
-        level("sample1", 1);
-        t_object *x = player(layout);
-        host::send(x, 0, "bang, 20."); // one sounds, one waits
-        EXPECT_NEAR(block(x)[63], 1, near_one);
-        host::delete_buffer("sample1");
-        EXPECT_THAT(block(x), Each(0.0));
-        EXPECT_EQ(ask(x, "usedfogs"), needs_buffer(layout) ? 0 : 2);
-        level("sample1", 0.5); // back again: the way of the lost block is caught up
-        const double sound = needs_buffer(layout) ? 0 : 0.5;
-        EXPECT_NEAR(block(x)[63], sound, near_one);
-        EXPECT_NEAR(play(x, 12, 64)[0].back(), 2 * sound, near_one);
-        play(x, 33, 64); // 20 + 50 ms are 3087 samples, which takes 49 blocks
-        EXPECT_EQ(ask(x, "usedfogs"), needs_buffer(layout) ? 0 : 1);
-        block(x);
-        EXPECT_EQ(ask(x, "usedfogs"), 0);
-    }
-}
-
 TEST_F(sources, a_fog_without_a_buffer_takes_its_place_for_its_time_in_layouts_1_and_10)
 {
     host::delete_buffer("sample1");
@@ -70,54 +48,6 @@ TEST_F(sources, a_fog_without_a_reference_ends_at_once_except_in_layout_1)
     }
 }
 
-TEST_F(sources, new_contents_of_a_buffer_sound_with_the_next_block)
-{
-    for (const int layout : layouts) {
-        level("sample1", 1);
-        t_object *x = player(layout);
-        host::send(x, 0, "bang");
-        EXPECT_NEAR(block(x)[63], 1, near_one) << layout;
-        level("sample1", 0.25);
-        const signal out = block(x);
-        EXPECT_NEAR(out[0], 0.25, near_one) << layout;
-        EXPECT_NEAR(out[63], 0.25, near_one) << layout;
-        mono_buffer("sample1", 100, [](long) { return 1; }); // too short for where the fog is
-        EXPECT_THAT(block(x), Each(0.0)) << layout;
-        EXPECT_EQ(ask(x, "usedfogs"), 1) << layout;
-    }
-}
-
-TEST_F(sources, several_channels_are_silent_in_layouts_of_one_source)
-{
-    for (const int layout : {1, 10})
-        for (const long channels : {2L, 4L}) {
-            host::set_buffer("sample1", channels, 44100, std::vector<float>(40000, 1.0F));
-            t_object *x = player(layout);
-            host::send(x, 0, "bang");
-            for (const signal &out : play(x, 10, 64)) EXPECT_THAT(out, Each(0.0));
-            EXPECT_EQ(ask(x, "usedfogs"), 1);
-        }
-}
-
-TEST_F(sources, a_refused_lock_is_posted_once_per_fog_and_block_without_an_object)
-{
-    t_object *x = player(1);
-    host::send(x, 0, "bang, bang");
-    host::run();
-    host::take_console();
-    host::refuse_locks("sample1", true);
-    EXPECT_THAT(play(x, 2, 64)[0], Each(0.0));
-    const std::vector<host::line> rows = host::take_console();
-    ASSERT_EQ(rows.size(), 4U);
-    for (const host::line &row : rows) {
-        EXPECT_EQ(row.text, "vorb_read: no samples, goto zero");
-        EXPECT_EQ(row.object, nullptr);
-        EXPECT_FALSE(row.error);
-    }
-    host::refuse_locks("sample1", false);
-    EXPECT_NEAR(block(x)[63], 2, 2 * near_one);
-}
-
 TEST_F(sources, fogs_keep_the_table_they_started_with)
 {
     level("sample2", 0.25);
@@ -133,18 +63,6 @@ TEST_F(sources, fogs_keep_the_table_they_started_with)
     }
     host::delete_buffer("sample2");
     EXPECT_NEAR(block(x)[63], 3, 4 * near_one);
-}
-
-TEST_F(sources, a_table_that_does_not_exist_yet_sounds_once_it_does)
-{
-    t_object *x = player(10);
-    host::send(x, 0, "set later");
-    host::drain();
-    host::send(x, 0, "bang");
-    EXPECT_THAT(block(x), Each(0.0));
-    level("later", 0.5);
-    host::send(x, 0, "bang");
-    EXPECT_NEAR(block(x)[63], 0.5 + 0.5, near_one);
 }
 
 TEST_F(sources, tables_may_be_chosen_before_or_after_the_constructor_returns)

@@ -31,19 +31,6 @@ protected:
 
 // ---- Audio settings -----------------------------------------------------------------------------
 
-TEST_F(surroundings, a_fog_started_before_audio_is_silent_for_life_and_runs_out)
-{
-    t_object *x = create("1 sample1 5 0 1 0 1 0 50.01 0");
-    host::send(x, 0, "bang");
-    for (int b = 0; b < 35; ++b) { // 2205 samples
-        EXPECT_EQ(ask(x, "usedfogs"), 1);
-        EXPECT_THAT(play(x, 1, 64)[0], ::testing::Each(0.0));
-    }
-    EXPECT_EQ(ask(x, "usedfogs"), 0);
-    host::send(x, 0, "bang");
-    EXPECT_NEAR(play(x, 1, 64)[0][63], 1, near_one);
-}
-
 TEST_F(surroundings, a_large_vector_is_reported_and_plays)
 {
     host::set_audio(44100, 128);

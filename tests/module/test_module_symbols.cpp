@@ -1,15 +1,11 @@
 // The built external as the linker sees it: what it exports and imports.
+#include "dynamic_symbols.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cctype>
-#include <cstdio>
-#include <regex>
 #include <set>
-#include <stdexcept>
 #include <string>
-#include <vector>
 
 namespace {
 
@@ -18,33 +14,6 @@ using ::testing::IsEmpty;
 using ::testing::Not;
 
 const std::string module_file = EXTERNALS_FOLDER "/k.vorb~.so";
-
-/// A row of `nm`.
-struct symbol {
-    std::string name;
-    char type;
-};
-
-/// The dynamic symbols of the module, as the linker's tool lists them.
-std::vector<symbol> dynamic_symbols(const std::string &option)
-{
-    const std::string command =
-        "nm --dynamic --format=posix " + option + " '" + module_file + "' 2>&1; echo \"status $?\"";
-    FILE *pipe = popen(command.c_str(), "r");
-    if (!pipe) throw std::runtime_error("nm cannot be run");
-    std::vector<symbol> symbols;
-    std::array<char, 4096> row;
-    bool well = false;
-    while (std::fgets(row.data(), row.size(), pipe)) {
-        char name[4096] = "", type[4096] = "";
-        if (std::sscanf(row.data(), "%4095s %4095s", name, type) < 2) continue;
-        if (std::string(name) == "status") well = std::string(type) == "0";
-        else symbols.push_back({name, type[0]});
-    }
-    pclose(pipe);
-    if (!well) throw std::runtime_error("nm failed");
-    return symbols;
-}
 
 /// Everything of the host that the object may call.
 const std::set<std::string> host_functions = {
@@ -62,29 +31,24 @@ const std::set<std::string> host_functions = {
     "sysmem_newptr", "sysmem_freeptr"};
 
 /// What compiler and standard libraries bring along.
-bool is_of_the_toolchain(const symbol &s)
+bool is_of_the_toolchain(const dynamic_symbol &s)
 {
-    static const std::regex versioned(".+@@?(GLIBC|GLIBCXX|CXXABI|GCC)_[0-9.]+");
-    static const std::regex weak("__gmon_start__|_ITM_(de)?registerTMCloneTable|__cxa_finalize");
-    static const std::regex sanitizer("_{2,3}(asan|ubsan|lsan|tsan|sanitizer)_.+");
-    return std::regex_match(s.name, versioned) ||
-           (std::tolower(s.type) == 'w' && std::regex_match(s.name, weak)) ||
-           std::regex_match(s.name, sanitizer);
+    return is_of_a_library(s) || is_of_the_compiler(s);
 }
 
 TEST(module_symbols, exports_its_entry_point_alone)
 {
     std::vector<std::string> names;
-    for (const symbol &s : dynamic_symbols("--defined-only"))
+    for (const dynamic_symbol &s : dynamic_symbols(module_file, "--defined-only"))
         if (!is_of_the_toolchain(s)) names.push_back(s.name);
     EXPECT_THAT(names, ElementsAre("ext_main"));
 }
 
 TEST(module_symbols, imports_the_standard_libraries_and_the_host_s_functions_only)
 {
-    const std::vector<symbol> imports = dynamic_symbols("--undefined-only");
+    const std::vector<dynamic_symbol> imports = dynamic_symbols(module_file, "--undefined-only");
     EXPECT_THAT(imports, Not(IsEmpty()));
-    for (const symbol &s : imports)
+    for (const dynamic_symbol &s : imports)
         EXPECT_TRUE(host_functions.count(s.name) || is_of_the_toolchain(s))
             << s.name << ' ' << s.type;
 }
@@ -92,7 +56,8 @@ TEST(module_symbols, imports_the_standard_libraries_and_the_host_s_functions_onl
 TEST(module_symbols, imports_every_function_of_the_host_that_it_is_meant_to_use)
 {
     std::set<std::string> imported;
-    for (const symbol &s : dynamic_symbols("--undefined-only")) imported.insert(s.name);
+    for (const dynamic_symbol &s : dynamic_symbols(module_file, "--undefined-only"))
+        imported.insert(s.name);
     for (const std::string &name : host_functions) EXPECT_EQ(imported.count(name), 1u) << name;
 }
 

@@ -89,7 +89,7 @@ protected:
         host::start_audio();
 
         vorb_pool &pool = x->pool;
-        pool.nfree -= fogs;
+        pool.nfree = pool.nfree - fogs;
         pool.used = pool.fogs;
         pool.free = &pool.fogs[fogs];
         for (int k = 0; k < fogs; ++k) {

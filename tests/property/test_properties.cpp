@@ -1,6 +1,7 @@
 // What holds for every score. KVORB_SEED in the environment sets the first seed and KVORB_COUNT the
 // number of scores, so that a failure's own seed and a count of 1 play that one again.
 #include "player_sets.h"
+#include "pool_flaw.h"
 #include "stage.h"
 
 #include <cmath>
@@ -8,26 +9,6 @@
 #include <sstream>
 
 namespace {
-
-/// What is wrong with the lists of a pool; empty when every fog in use is on exactly one of them
-/// and the count of free ones agrees.
-std::string flaw(const vorb_pool &pool)
-{
-    std::vector<bool> met(static_cast<std::size_t>(pool.maxfogs));
-    const auto length = [&](const vorb_fog *fog) {
-        std::int64_t count = 0;
-        for (; fog; fog = fog->next, ++count) {
-            const auto k = static_cast<std::size_t>(fog - pool.fogs);
-            if (k >= met.size() || met[k]) return std::int64_t{-1}; // a stranger, or met again
-            met[k] = true;
-        }
-        return count;
-    };
-    const std::int64_t free = length(pool.free), used = length(pool.used);
-    if (free >= 0 && used >= 0 && free == pool.nfree && free + used == pool.maxfogs) return "";
-    return std::to_string(free) + " free, " + std::to_string(used) + " used (-1: none can tell), " +
-           std::to_string(pool.nfree) + " counted as free of " + std::to_string(pool.maxfogs);
-}
 
 class properties : public stage {
 protected:
@@ -63,7 +44,7 @@ TEST_F(properties, sane_numbers_give_finite_sound_and_sound_lists)
     long heard = 0, most = 0;
     for_all(sane_score, [&](const random_score &s) {
         const sound all = play(s, [&] {
-            ASSERT_EQ("", flaw(x->pool));
+            ASSERT_EQ("", pool_flaw(x->pool));
             most = std::max(most, used());
         });
         EXPECT_TRUE(std::all_of(all.begin(), all.end(), [](double v) { return std::isfinite(v); }));
@@ -80,7 +61,7 @@ TEST_F(properties, wild_numbers_break_no_list)
     long busy = 0;
     for_all(wild_score, [&](const random_score &s) {
         play(s, [&] {
-            ASSERT_EQ("", flaw(x->pool));
+            ASSERT_EQ("", pool_flaw(x->pool));
             busy += used() > 0;
         });
     });

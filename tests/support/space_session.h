@@ -42,7 +42,7 @@ inline double ring(int i)
     return sine_lobe(i - 2048, 12288, 4096);
 }
 
-inline void pan(double *slots, double amp, float p)
+inline void pan(k_shared<double> *slots, double amp, float p)
 {
     const float h = 45.0f * p, u0 = 225.0f + h, u1 = 135.0f + h;
     slots[0] = speaker(double(u0)) * amp;
@@ -51,13 +51,13 @@ inline void pan(double *slots, double amp, float p)
     slots[3] = slots[0];
 }
 
-inline void angle(double *slots, double amp, float a)
+inline void angle(k_shared<double> *slots, double amp, float a)
 {
     const double offsets[] = {225, 135, 45, -45};
     for (int k = 0; k < 4; ++k) slots[k] = speaker(double(a) + offsets[k]) * amp;
 }
 
-inline void pan8(double *slots, double amp, float p)
+inline void pan8(k_shared<double> *slots, double amp, float p)
 {
     const float q = static_cast<float>(double(p) - 0.5);
     for (int j = 0; j < 8; ++j) {
@@ -66,7 +66,7 @@ inline void pan8(double *slots, double amp, float p)
     }
 }
 
-inline void panb(double *slots, double amp, float azimuth, float elevation)
+inline void panb(k_shared<double> *slots, double amp, float azimuth, float elevation)
 {
     const float az = static_cast<float>(double(azimuth) * 0.017453);
     const float el = static_cast<float>(double(elevation) * 0.017453);
@@ -125,7 +125,7 @@ inline const std::vector<space_message> space_messages = {
      {{"gain", 0, open_end, 1}},
      [](inputs &in, const std::vector<float> &v) {
          const double r = double(v[0]) / in.gain;
-         for (double &amp : in.amps) amp *= r;
+         for (auto &amp : in.amps) amp *= r;
          in.gain = double(v[0]);
      }},
     {"pan",
@@ -156,8 +156,10 @@ inline const std::vector<space_message> space_messages = {
       {"z (message direction)", -1, 1, 0},
       {"d (message direction)", -open_end, open_end, 0}},
      [](inputs &in, const std::vector<float> &v) {
-         slow::cube(in.amps, double(v[0]), double(v[1]), double(v[2]), double(v[3]));
-         for (double &amp : in.amps) amp *= in.gain;
+         double gains[8];
+         slow::cube(gains, double(v[0]), double(v[1]), double(v[2]), double(v[3]));
+         std::copy_n(gains, 8, in.amps);
+         for (auto &amp : in.amps) amp *= in.gain;
      }},
     {"polar",
      false,
@@ -165,8 +167,10 @@ inline const std::vector<space_message> space_messages = {
       {"elevation (message polar)", -90, 90, 0},
       {"distance (message polar)", -open_end, open_end, 0}},
      [](inputs &in, const std::vector<float> &v) {
-         slow::cube_polar(in.amps, double(v[0]), double(v[1]), double(v[2]));
-         for (double &amp : in.amps) amp *= in.gain;
+         double gains[8];
+         slow::cube_polar(gains, double(v[0]), double(v[1]), double(v[2]));
+         std::copy_n(gains, 8, in.amps);
+         for (auto &amp : in.amps) amp *= in.gain;
      }},
     {"aux1",
      false,

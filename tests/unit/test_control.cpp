@@ -230,7 +230,7 @@ TEST_F(control, printing_the_inputs_posts_three_lines_as_stored)
     vorb_print_inputs(&x->inputs);
     char table[100];
     std::snprintf(table, sizeof table, "  table = start,  bufref = %llx",
-                  (unsigned long long)reinterpret_cast<std::uintptr_t>(x->inputs.bufref));
+                  (unsigned long long)reinterpret_cast<std::uintptr_t>(+x->inputs.bufref));
     const auto rows = host::take_console();
     const char *const texts[] = {"- vorb_inputs", table,
                                  "  offset = 1.250000, trans = 2.000000, bw = 100.500000, "

@@ -13,7 +13,7 @@ TEST_F(fog, derived_values_follow_from_bandwidth_and_times)
         in.bw = random(0, 4000);
         in.tex = random(0, 0.1);
         in.atten = random(0, 0.1);
-        for (double &amp : in.amps) amp = random(-2, 2);
+        for (auto &amp : in.amps) amp = random(-2, 2);
         vorb_update(&in);
         EXPECT_DOUBLE_EQ(in.bw_pi, pi * in.bw);
         EXPECT_DOUBLE_EQ(in.tex_w, pi / in.tex);

@@ -304,7 +304,7 @@ TEST_F(mix, the_whole_block_is_read_however_little_sounds)
     e.delay = 60;
     e.sustain = 1;
     vorb_fog fog = make(e);
-    std::fill_n(temp1, 64, -5.0);
+    std::fill_n(+temp1, 64, -5.0);
     outlets out = silence(1, 64);
     EXPECT_EQ(render(fog, out, 0, 64), 0);
     for (int i = 0; i < 64; ++i) EXPECT_EQ(temp1[i], 1.0) << i;

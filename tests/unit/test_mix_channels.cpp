@@ -262,7 +262,7 @@ TEST_F(mix_channels, a_count_that_is_odd_goes_to_the_renderer_of_several_channel
             vorb *fogs = standing(layout);
             send(fogs, 0, "bang");
             const t_atom_long both[] = {odd, odd};
-            std::fill_n(temp2, 64, 5.0);
+            std::fill_n(+temp2, 64, 5.0);
             answers = both;
             host::run();
             answers = nullptr;

@@ -128,8 +128,8 @@ TEST_F(birth, the_records_hold_their_fields_in_the_fixed_order)
     EXPECT_LT(offsetof(vorb_pool, free), offsetof(vorb_pool, used));
     EXPECT_LT(offsetof(vorb_pool, used), offsetof(vorb_pool, maxfogs));
     EXPECT_LT(offsetof(vorb_pool, maxfogs), offsetof(vorb_pool, nfree));
-    static_assert(std::is_same_v<decltype(inputs::changed), std::int64_t>);
-    static_assert(std::is_same_v<decltype(vorb::forced_inlet), std::int64_t>);
+    static_assert(std::is_same_v<decltype(inputs::changed), k_shared<std::int64_t>>);
+    static_assert(std::is_same_v<decltype(vorb::forced_inlet), k_shared<std::int64_t>>);
     const size_t of_vorb[] = {offsetof(vorb, header),     offsetof(vorb, forced_inlet),
                               offsetof(vorb, inputs),     offsetof(vorb, pool),
                               offsetof(vorb, intout),     offsetof(vorb, debug),
@@ -142,7 +142,7 @@ TEST_F(birth, init_sets_its_fields_and_leaves_the_others_alone)
 {
     host::set_audio(48000, 32);
     inputs in;
-    std::memset(&in, 0x5A, sizeof in);
+    std::memset(static_cast<void *>(&in), 0x5A, sizeof in);
     inputs kept = in;
     vorb_init(&in);
     EXPECT_EQ(in.table, nullptr);
@@ -168,7 +168,7 @@ TEST_F(birth, init_sets_its_fields_and_leaves_the_others_alone)
     EXPECT_EQ(in.vs_ms, 32.0 / 48000 * 1000);
     EXPECT_EQ(in.phase, 0);
 
-    for (double &amp : kept.amps) amp = 0;
+    for (auto &amp : kept.amps) amp = 0;
     // The rest is not its own: with its fields taken over, the record is as it was.
     kept.table = in.table;
     kept.offset = in.offset;

@@ -102,8 +102,8 @@ TEST_F(phasor, autoenv_recomputes_only_when_a_time_differs)
     in->phase = rate - 100;
     run(100, 10);
     EXPECT_EQ(in->fog_amps[0], 1);
-    for (double *time : {&in->tex, &in->debatt, &in->atten}) {
-        in->amps[0] += 0.25;
+    for (k_shared<double> *time : {&in->tex, &in->debatt, &in->atten}) {
+        in->amps[0] = in->amps[0] + 0.25;
         *time = 1;
         in->phase = rate - 100;
         run(100, 10);

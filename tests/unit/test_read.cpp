@@ -85,7 +85,7 @@ TEST_P(whole_fogs, sound_bit_for_bit_as_the_slow_reader)
         send(fogs, 0, "bang");
         vorb_fogread &r = fogs->pool.used->reader;
         slow_reader slow{samples, r};
-        wave expected(temp1, temp1 + n); // what an unwritten block repeats
+        wave expected(+temp1, temp1 + n); // what an unwritten block repeats
         for (int played = 0; played < 6 && !HasFailure(); ++played) {
             SCOPED_TRACE(::testing::Message() << "offset " << fogs->inputs.offset << " transp "
                                               << fogs->inputs.trans << " block " << played);

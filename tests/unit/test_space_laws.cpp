@@ -17,7 +17,7 @@ protected:
     slots after(const std::string &text, double gain = 1)
     {
         x->inputs.gain = gain;
-        for (double &amp : x->inputs.amps) amp = rest;
+        for (auto &amp : x->inputs.amps) amp = rest;
         send(x, 0, text);
         EXPECT_THAT(complaints(x), IsEmpty()) << text;
         return present();
@@ -25,7 +25,7 @@ protected:
 
     slots after(const char *selector, double position)
     {
-        for (double &amp : x->inputs.amps) amp = rest;
+        for (auto &amp : x->inputs.amps) amp = rest;
         send(x, 0, selector, {host::atom(1), host::atom(position)});
         return present();
     }

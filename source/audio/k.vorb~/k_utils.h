@@ -2,6 +2,7 @@
 #pragma once
 
 #include "ext.h"
+#include "k_shared.h"
 
 #include <cstdint>
 
@@ -22,7 +23,7 @@ typedef float k_sampfilt_row[4];
 enum { k_sampfilt_rows = 256 };
 
 /// 256 rows, one per 1/256 of a frame; null until built, read-only afterwards.
-extern k_sampfilt_row *k_sampfilt_tab;
+extern k_shared<k_sampfilt_row *> k_sampfilt_tab;
 
 enum { k_pan_size = 1024, k_pos_size = 32768, k_sqrt_size = 1025 };
 

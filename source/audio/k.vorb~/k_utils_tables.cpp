@@ -3,11 +3,11 @@
 
 #include <cmath>
 
-k_sampfilt_row *k_sampfilt_tab = nullptr;
+k_shared<k_sampfilt_row *> k_sampfilt_tab = nullptr;
 double k_pan_span[2 * k_pan_size + k_pos_size];
 double *const k_sin_pan_table = k_pan_span;
-double *const k_sqrt_pan_table = k_pan_span + k_pan_size;
-double *const k_sin_pos_table = k_pan_span + 2 * k_pan_size;
+double *const k_sqrt_pan_table = &k_pan_span[k_pan_size];
+double *const k_sin_pos_table = &k_pan_span[std::size_t{2} * k_pan_size];
 static double sqrt_pos[k_pos_size];
 double *const k_sqrt_pos_table = sqrt_pos;
 double k_sqrt_table[k_sqrt_size];

@@ -11,6 +11,7 @@
 #include "z_dsp.h"
 
 #include "ext_buffer.h"
+#include "k_shared.h"
 #include "k_utils.h"
 
 #include <cstddef>
@@ -21,38 +22,43 @@ enum { vorb_pool_size = 100 };   // most fogs of one instance
 enum { vorb_signal_inlets = 9 }; // all inlets take signals; only the first two listen to them
 enum { amp_inlet = 4, debatt_inlet = 6 };
 
-/// What new fogs copy: the current parameters and everything derived from them.
+/// What new fogs copy: the current parameters and everything derived from them. What is shared may
+/// be set while audio plays: a fog that starts meanwhile may mix old values with new ones.
 struct inputs {
     t_symbol *table;
-    t_buffer_ref *bufref;
-    double offset; // ms, with the latency of the time it was set
-    double trans;
-    double bw; // Hz
-    double amps[vorb_slots];
-    double gain;
-    double tex, debatt, atten; // s
-    double lp1, lp1m;          // lowpass coefficient a, and a - 1
-    double lp2;                // halvings of a per second
-    std::int64_t debatt_all;   // debatt follows the sample's length
-    std::int64_t changed;      // the derived values are stale
+    k_shared<t_buffer_ref *> bufref;
+    k_shared<double> offset; // ms, with the latency of the time it was set
+    k_shared<double> trans;
+    k_shared<double> bw; // Hz
+    k_shared<double> amps[vorb_slots];
+    k_shared<double> gain;
+    k_shared<double> tex, debatt, atten; // s
+    k_shared<double> lp1, lp1m;          // lowpass coefficient a, and a - 1
+    k_shared<double> lp2;                // halvings of a per second
+    k_shared<std::int64_t> debatt_all;   // debatt follows the sample's length
+    k_shared<std::int64_t> changed;      // the derived values are stale; set after the values
     std::int64_t sig_f0, sig_offset;
-    double autoenv;     // F0 periods
-    double autoenv_max; // s, 0 for none
-    std::int64_t limit_low, limit_high;
+    k_shared<double> autoenv;     // F0 periods
+    k_shared<double> autoenv_max; // s, 0 for none
+    k_shared<std::int64_t> limit_low, limit_high;
     std::int64_t channels;
 
     // Derived by vorb_update.
     double bw_pi, tex_w, atten_w, bw_grow, tex_step, atten_step;
 
     // Rates.
-    double vs, sr, nyquist, sp, pi, twopi, pi_sp, vs_ms, latency_ms;
+    double vs;
+    k_shared<double> sr, nyquist, sp;
+    double pi, twopi, pi_sp;
+    k_shared<double> vs_ms, latency_ms;
 
     // Derived by vorb_update too, and copied into every new fog in one piece.
     double fog_amps[vorb_slots];
     double bw_decay, tex_cos2, atten_cos2;
 
-    double vs_inv, vs8; // 0 until audio starts: a fog started earlier is silent if it moves
-    double phase;       // of the F0 phasor, in Hz times samples: 0 up to sr
+    // 0 until audio starts: a fog started earlier is silent if it moves.
+    k_shared<double> vs_inv, vs8;
+    k_shared<double> phase; // of the F0 phasor, in Hz times samples: 0 up to sr
 };
 
 /// A fog's reading head.
@@ -83,12 +89,14 @@ struct vorb_fog {
     std::int64_t delay; // samples to skip before the fog sounds
 };
 
-/// The first `maxfogs` fogs, each on one of the two lists.
+/// The first `maxfogs` fogs, each on one of the two lists. Whatever changes the lists (a trigger,
+/// `reset`, `maxfogs`, a block of audio) the host runs one after another; the counts alone may be
+/// read at any time.
 struct vorb_pool {
     vorb_fog *free;
     vorb_fog *used; // newest first
-    std::int64_t maxfogs;
-    std::int64_t nfree;
+    k_shared<std::int64_t> maxfogs;
+    k_shared<std::int64_t> nfree;
     vorb_fog fogs[vorb_pool_size];
 };
 
@@ -101,11 +109,11 @@ struct vorb_bufref_entry {
 /// One object in a patch.
 struct vorb {
     t_pxobject header;
-    std::int64_t forced_inlet; // inlet of the next vorb_float, 0: ask the host
+    k_shared<std::int64_t> forced_inlet; // inlet of the next vorb_float, 0: ask the host
     struct inputs inputs;
     vorb_pool pool;
     t_outlet *intout;
-    std::int64_t debug;
+    k_shared<std::int64_t> debug;
     vorb_bufref_entry *bufref_list;
 };
 
@@ -147,8 +155,8 @@ void vorb_clear(double *vector, std::int64_t count);
 
 // k_vorb_scratch: one block of source signal per source channel, shared by all instances and never
 // cleared between fogs, since a reader may leave it as it was.
-extern double *temp1, *temp2, *temp3, *temp4;
-extern std::int64_t temp_size;
+extern k_shared<double *> temp1, temp2, temp3, temp4;
+extern k_shared<std::int64_t> temp_size;
 void vorb_size_scratch(double vs);
 bool vorb_scratch_holds(std::int64_t n);
 
@@ -172,8 +180,8 @@ void vorb_bound_maxfogs(vorb *x, std::int64_t n); // at whatever inlet
 void vorb_maxfogs(vorb *x, t_atom_long n);
 void vorb_silent(vorb *x, t_atom_long n);
 void vorb_limit(vorb *x, t_atom_long low, t_atom_long high);
-extern std::int32_t vorb_error_count, vorb_limitwarning_count;
-extern std::int64_t vorb_error_lasttime, vorb_limitwarningr_lasttime, vorb_error_silent;
+extern k_shared<std::int32_t> vorb_error_count, vorb_limitwarning_count;
+extern k_shared<std::int64_t> vorb_error_lasttime, vorb_limitwarningr_lasttime, vorb_error_silent;
 
 // k_vorb_read [audio]
 void vorb_read(vorb_fogread *reader, double *out, std::int64_t n);
@@ -229,7 +237,7 @@ struct vorb_param {
     vorb_range range;
     void (*store)(inputs &, float);
     int also = 0;
-    double inputs::*high = nullptr; // the upper bound, where it moves
+    k_shared<double> inputs::*high = nullptr; // the upper bound, where it moves
 };
 
 constexpr float k_open = 1e38f; // stands for an open bound

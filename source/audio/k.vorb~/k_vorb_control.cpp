@@ -20,15 +20,15 @@ static void vorb_store_bw(inputs &in, float v) { in.bw = double(v); }
 
 static void vorb_store_amp(inputs &in, float v)
 {
-    for (double &amp : in.amps) amp = double(v); // without the gain, deliberate
+    for (auto &amp : in.amps) amp = double(v); // without the gain, deliberate
 }
 
 static void vorb_store_tex(inputs &in, float v) { in.tex = double(v) * 0.001; }
 
 static void vorb_store_debatt(inputs &in, float v)
 {
+    in.debatt_all = 0; // first: a fog that starts meanwhile must not set the time again
     in.debatt = double(v) * 0.001;
-    in.debatt_all = 0;
 }
 
 static void vorb_store_atten(inputs &in, float v) { in.atten = double(v) * 0.001; }
@@ -72,8 +72,8 @@ void vorb_float(vorb *x, double value)
     static const vorb_param *const by_inlet[vorb_signal_inlets] = {
         nullptr, &p_offset_inlet, &p_trans, &p_bw,           &p_amp,
         &p_tex,  &p_debatt,       &p_atten, &p_lowpass_inlet};
-    const std::int64_t inlet = x->forced_inlet ? x->forced_inlet : proxy_getinlet(vorb_object(x));
-    x->forced_inlet = 0;
+    const std::int64_t forced = x->forced_inlet.exchange(0);
+    const std::int64_t inlet = forced ? forced : proxy_getinlet(vorb_object(x));
     if (inlet == 0) vorb_start(x, float(value));
     else if (inlet > 0 && inlet < vorb_signal_inlets)
         vorb_assign(x, *by_inlet[inlet], float(value));
@@ -180,11 +180,11 @@ void vorb_env(vorb *x, t_symbol *, long argc, t_atom *argv)
                      s_vorb_name);
         return;
     }
+    in.debatt_all = 0;
     in.tex = double(duration * (attack / total));
     in.bw = double(bandwidth);
-    in.debatt = in.tex + double(duration * (sustain / total));
+    in.debatt = double(duration * (attack / total)) + double(duration * (sustain / total));
     in.atten = double(duration * (release / total));
-    in.debatt_all = 0;
     in.changed = 1;
 }
 
@@ -220,7 +220,9 @@ void vorb_print_inputs(inputs *in)
     t_object *x = vorb_object(vorb_owner(in));
     object_post(x, "- vorb_inputs");
     object_post(x, "  table = %s,  bufref = %llx", in->table ? in->table->s_name : "",
-                (unsigned long long)reinterpret_cast<std::uintptr_t>(in->bufref));
+                (unsigned long long)reinterpret_cast<std::uintptr_t>(
+                    static_cast<t_buffer_ref *>(in->bufref)));
     object_post(x, "  offset = %f, trans = %f, bw = %f, tex = %f, debatt = %f, atten = %f",
-                in->offset, in->trans, in->bw, in->tex, in->debatt, in->atten);
+                double(in->offset), double(in->trans), double(in->bw), double(in->tex),
+                double(in->debatt), double(in->atten));
 }

@@ -14,14 +14,15 @@ static void vorb_perform(t_object *object, t_object *, double **ins, long, doubl
 {
     vorb *x = reinterpret_cast<vorb *>(object);
     inputs &in = x->inputs;
-    if (x->debug) {
+    const bool debug = x->debug;
+    if (debug) {
         object_post(vorb_object(x), "ctl->inputs.sig_f0=%d", int(in.sig_f0));
         object_post(vorb_object(x), "ctl->inputs.sig_offset=%d", int(in.sig_offset));
     }
     if (in.sig_f0) vorb_run_phasor(x, ins[0], ins[1], n);
     for (int k = 0; k < channels; ++k) vorb_clear(outs[k], n);
     mix(&in, outs, n);
-    x->debug = 0;
+    if (debug) x->debug = 0; // a `test` that came meanwhile is for the next block
 }
 
 constexpr t_perfroutine64 vorb_dsp_perform1 = vorb_perform<1, vorb_run_all1>;

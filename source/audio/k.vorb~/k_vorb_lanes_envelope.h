@@ -117,20 +117,24 @@ VORB_INLINE void shape(work<sources, lanes> &w, const vorb_lane *lane, int count
         w.begin[l] = until[waits];
         w.end[l] = until[falls];
     }
+    int end[lanes] = {}; // of the phase that each is in
+    int curved = 0;      // how many are in one that curves
     for (int i = 0, next = 0; i < n; i = next) {
-        bool curved = false;
         next = n;
         for (int l = 0; l < lanes; ++l) {
-            int now = s.now[l] < 0 ? int(waits) : s.now[l];
-            while (s.until[l][now] <= i) ++now;
-            if (now != s.now[l]) {
+            if (end[l] <= i) {
+                int now = s.now[l];
+                curved -= now == rises || now == falls;
+                do ++now;
+                while (s.until[l][now] <= i);
                 if (l < count) s.leave(lane[l].fog, l);
                 s.enter(l < count ? lane[l].fog : nullptr, l, now);
+                curved += now == rises || now == falls;
+                end[l] = s.until[l][now];
             }
-            if (s.until[l][now] < next) next = s.until[l][now];
-            curved = curved || now == rises || now == falls;
+            if (end[l] < next) next = end[l];
         }
-        run(s, w.envelope, i, next, curved);
+        run(s, w.envelope, i, next, curved > 0);
     }
     for (int l = 0; l < count; ++l) {
         s.leave(lane[l].fog, l);

@@ -26,7 +26,7 @@ VORB_INLINE batch interpolate(const vorb_lane &lane, double (*out)[lanes][stretc
     const k_sampfilt_row *const table = k_sampfilt_tab;
     const std::int64_t step = lane.step;
     std::int64_t at = lane.frac + from * step;
-    constexpr int rows = sources == 4 ? 1 : sources; // four sources lie in one row
+    constexpr int rows = sources == 2 ? 2 : 1; // four sources lie in one row
     const auto products = [=](std::int64_t frac, quad(&p)[rows]) {
         const quad w = load(table[(frac >> 8) & 255]);
         const float *q = frames + (frac >> 16) * sources;
@@ -76,6 +76,7 @@ VORB_INLINE batch interpolate(const vorb_lane &lane, double (*out)[lanes][stretc
 
 /// The lowpasses of all lanes.
 template <int sources, int lanes>
+// NOLINTNEXTLINE(readability-function-cognitive-complexity): compilers want it in one piece
 VORB_INLINE void filter(work<sources, lanes> &w, const vorb_lane *lane, int n)
 {
     constexpr int rows = lanes / width;
@@ -158,7 +159,7 @@ VORB_INLINE void silence(work<sources, lanes> &w, int l, int n)
 VORB_INLINE bool passes(const vorb_fogread &r, int sources)
 {
     double rest = 0;
-    for (int c = 0; c < sources; ++c) rest += r.lp_y[c] - r.lp_y[c];
+    for (int c = 0; c < sources; ++c) rest += 0 * r.lp_y[c]; // NaN unless finite
     return r.lp_a == 1 && r.lp_am1 == 0 && r.lp_k == 1 && rest == 0;
 }
 
@@ -170,7 +171,7 @@ VORB_INLINE void read(work<sources, lanes> &w, const vorb_lane *lane, int count,
     for (int l = 0; l < count; ++l) {
         if (lane[l].frames) {
             const batch sum = interpolate<sources, lanes>(lane[l], w.source, l, from, n);
-            doubt += sum - sum;
+            doubt += 0.0F * sum; // NaN unless finite
         } else silence(w, l, n);
     }
     const bool finite = none(doubt != 0);

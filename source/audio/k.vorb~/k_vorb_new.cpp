@@ -9,7 +9,7 @@ void vorb_init(inputs *in)
     in->offset = 0;
     in->trans = 1;
     in->bw = 0;
-    for (double &amp : in->amps) amp = 0;
+    for (auto &amp : in->amps) amp = 0;
     in->tex = in->debatt = in->atten = 0;
     in->gain = 1;
     in->autoenv = in->autoenv_max = 0;

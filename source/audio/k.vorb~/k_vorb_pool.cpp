@@ -1,6 +1,7 @@
 // The pool of fogs: its two lists, starting one, the density limit, and the messages about it.
 #include "k_vorb.h"
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
 
@@ -16,7 +17,7 @@ void vorb_init_list(vorb_pool *pool)
 static vorb_fog *vorb_take(vorb_pool *pool)
 {
     vorb_fog *fog = pool->free;
-    --pool->nfree;
+    pool->nfree = pool->nfree - 1;
     pool->free = fog->next;
     fog->next = pool->used;
     return pool->used = fog;
@@ -29,18 +30,22 @@ void vorb_release(vorb_pool *pool, vorb_fog **link)
     *link = fog->next;
     fog->next = pool->free;
     pool->free = fog;
-    ++pool->nfree;
+    pool->nfree = pool->nfree + 1;
 }
 
 // ---- Warnings, at most one of a kind a second over all instances --------------------------------
 
-std::int32_t vorb_error_count = 0, vorb_limitwarning_count = 0;
-std::int64_t vorb_error_lasttime = 0, vorb_limitwarningr_lasttime = 0, vorb_error_silent = 0;
+// Counts of several threads may be lost: they are for the reader of the console.
+k_shared<std::int32_t> vorb_error_count = 0, vorb_limitwarning_count = 0;
+k_shared<std::int64_t> vorb_error_lasttime = 0, vorb_limitwarningr_lasttime = 0,
+                       vorb_error_silent = 0;
 
-static void vorb_warn(vorb *x, const char *what, std::int32_t *count, std::int64_t *lasttime)
+static void vorb_warn(vorb *x, const char *what, k_shared<std::int32_t> *count,
+                      k_shared<std::int64_t> *lasttime)
 {
+    const std::int32_t before = *count;
     // Saturates: under a clock that stands still events are counted without end.
-    if (*count < std::numeric_limits<std::int32_t>::max()) ++*count;
+    if (before < std::numeric_limits<std::int32_t>::max()) *count = before + 1;
     if (long(gettime() - *lasttime) <= 1000) return; // as wide as the clock, which may wrap
     if (!vorb_error_silent)
         object_error(vorb_object(x), "%s: %s (%d)", s_vorb_name, what, int(*count));
@@ -63,13 +68,13 @@ static bool vorb_apply_limit(vorb *x)
 {
     inputs &in = x->inputs;
     const std::int64_t used = x->pool.maxfogs - x->pool.nfree;
-    if (in.limit_high <= 0 || used <= in.limit_low) return true;
-    if (used >= in.limit_high) {
+    const std::int64_t low = in.limit_low, high = in.limit_high;
+    if (high <= 0 || used <= low) return true;
+    if (used >= high) {
         vorb_limitwarning(x);
         return false;
     }
-    const double scaler =
-        (double(in.limit_high) - double(used)) / (double(in.limit_high) - double(in.limit_low));
+    const double scaler = (double(high) - double(used)) / (double(high) - double(low));
     object_post(vorb_object(x), "scaler = %f", scaler);
     // In place: each further fog in the band is shorter still, deliberate.
     in.tex *= scaler;
@@ -113,7 +118,9 @@ void vorb_freefogs(vorb *x)
 
 void vorb_usedfogs(vorb *x)
 {
-    if (vorb_at_inlet(x)) outlet_int(x->intout, x->pool.maxfogs - x->pool.nfree);
+    // Two counts, between which `maxfogs` may have come.
+    if (vorb_at_inlet(x))
+        outlet_int(x->intout, std::max<std::int64_t>(x->pool.maxfogs - x->pool.nfree, 0));
 }
 
 void vorb_bound_maxfogs(vorb *x, std::int64_t n)

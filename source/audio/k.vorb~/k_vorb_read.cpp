@@ -27,13 +27,14 @@ static void vorb_interpolate(vorb_fogread *reader, const vorb_plan &plan,
                              const float (&copy)[channels][vorb_max_count + 1],
                              const std::array<double *, channels> &out, std::int64_t n)
 {
+    const k_sampfilt_row *const table = k_sampfilt_tab;
     double a = reader->lp_a, am1 = reader->lp_am1;
     const double k = reader->lp_k;
     double y[channels];
     for (std::size_t c = 0; c < channels; ++c) y[c] = reader->lp_y[c];
     std::int64_t frac = plan.frac;
     for (std::int64_t i = 0; i < n; ++i, frac += plan.step) {
-        const k_sampfilt_row &w = k_sampfilt_tab[(frac >> 8) & 255];
+        const k_sampfilt_row &w = table[(frac >> 8) & 255];
         // A fog that outlives a change of vector size moves at its old step, and a block may be
         // longer than announced: keep the index in the copy.
         const std::int64_t j = std::clamp<std::int64_t>(frac >> 16, 0, plan.count - 3);

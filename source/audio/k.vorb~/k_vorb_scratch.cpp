@@ -2,41 +2,31 @@
 #include "k_vorb.h"
 
 #include <algorithm>
-#include <iterator>
 
-double *temp1 = nullptr, *temp2 = nullptr, *temp3 = nullptr, *temp4 = nullptr;
-std::int64_t temp_size = 0;
+k_shared<double *> temp1 = nullptr, temp2 = nullptr, temp3 = nullptr, temp4 = nullptr;
+k_shared<std::int64_t> temp_size = 0;
 
-// Instances in patchers of different vector sizes share the blocks, so the room never shrinks below
-// the largest size met, whatever the last instance asked for.
-static std::int64_t room = 0;
-
-static double **const blocks[] = {&temp1, &temp2, &temp3, &temp4};
-
-static bool vorb_has_blocks() { return temp1 && temp2 && temp3 && temp4; }
-
-static double *vorb_new_block(std::int64_t size)
-{
-    if (std::uint64_t(size) > SIZE_MAX / sizeof(double)) return nullptr;
-    const auto block =
-        reinterpret_cast<double *>(sysmem_newptr(std::size_t(size) * sizeof(double)));
-    if (block) std::fill_n(block, size, 0.0); // it may be heard before it is written
-    return block;
-}
+// Instances in patchers of different vector sizes share the blocks, so they never shrink. While
+// they grow other instances may be playing: these finish in the old blocks, which stay. Sizes are
+// powers of two, so that all those together take no more than the newest.
+static k_shared<std::int64_t> room = 0;
+static double *grown[63]; // by the exponent of the size
 
 void vorb_size_scratch(double vs)
 {
-    const bool none =
-        std::all_of(std::begin(blocks), std::end(blocks), [](double **block) { return !*block; });
-    if (!none && double(temp_size) == vs) return; // also where memory ran out half-way, deliberate
     temp_size = k_trunc(vs);
-    if (vorb_has_blocks() && temp_size <= room) return; // other instances may be playing
-    const std::int64_t wanted = std::max(room, temp_size);
-    for (double **block : blocks) {
-        if (*block) sysmem_freeptr(*block);
-        *block = vorb_new_block(wanted);
-    }
-    if (vorb_has_blocks()) room = wanted; // else a size beyond memory would be asked for ever after
+    if (temp1 && temp_size <= room) return;
+    int exponent = 0;
+    while (exponent < 62 && (std::int64_t{1} << exponent) < temp_size) ++exponent;
+    const auto size = std::size_t{1} << exponent, total = vorb_max_sources * size;
+    if (size > SIZE_MAX / sizeof(double) / vorb_max_sources) return;
+    const auto block = reinterpret_cast<double *>(sysmem_newptr(total * sizeof(double)));
+    if (!block) return;             // a larger vector stays silent, until audio starts with memory
+    std::fill_n(block, total, 0.0); // it may be heard before it is written
+    grown[exponent] = block;
+    k_shared<double *> *const blocks[] = {&temp1, &temp2, &temp3, &temp4};
+    for (std::size_t k = 0; k < vorb_max_sources; ++k) *blocks[k] = block + k * size;
+    room = std::int64_t(size); // last: whoever finds it finds the blocks
 }
 
-bool vorb_scratch_holds(std::int64_t n) { return n <= room && vorb_has_blocks(); }
+bool vorb_scratch_holds(std::int64_t n) { return n <= room && temp1; }

@@ -8,7 +8,7 @@
 
 struct vorb_pan_law {
     const char *message, *amplitude_label;
-    void (*law)(double *slots, double amp, const float *p);
+    void (*law)(k_shared<double> *slots, double amp, const float *p);
     int positions;
     vorb_range position[2];
 };
@@ -20,7 +20,7 @@ static double vorb_lobe(double degrees)
 }
 
 /// Left to right, and mirrored behind: speakers 3 and 4 follow 2 and 1 around the room.
-static void vorb_place_pan(double *slots, double amp, const float *p)
+static void vorb_place_pan(k_shared<double> *slots, double amp, const float *p)
 {
     const float h = 45 * p[0];
     slots[0] = slots[3] = vorb_lobe(double(225 + h)) * amp;
@@ -28,7 +28,7 @@ static void vorb_place_pan(double *slots, double amp, const float *p)
 }
 
 /// Four loudspeakers at -45, 45, 135 and 225 degrees.
-static void vorb_place_angle(double *slots, double amp, const float *p)
+static void vorb_place_angle(k_shared<double> *slots, double amp, const float *p)
 {
     const double a = double(p[0]);
     const double facing[] = {225 + a, 135 + a, 45 + a, a - 45};
@@ -37,7 +37,7 @@ static void vorb_place_angle(double *slots, double amp, const float *p)
 
 /// A ring of eight, position k on output k. Its span of table begins with the two small tables, so
 /// that a sound passing there is heard from other outputs too: deliberate.
-static void vorb_place_pan8(double *slots, double amp, const float *p)
+static void vorb_place_pan8(k_shared<double> *slots, double amp, const float *p)
 {
     const float q = float(double(p[0]) - 0.5);
     for (int j = 0; j < 8; ++j) {
@@ -47,7 +47,7 @@ static void vorb_place_pan8(double *slots, double amp, const float *p)
 }
 
 /// First-order B-format: W, X, Y, Z.
-static void vorb_place_panb(double *slots, double amp, const float *p)
+static void vorb_place_panb(k_shared<double> *slots, double amp, const float *p)
 {
     const double degree = 0.017453; // short, deliberate
     const double az = double(float(double(p[0]) * degree)),
@@ -108,7 +108,7 @@ void vorb_angle(vorb *x, t_symbol *, long argc, t_atom *argv)
 
 struct vorb_cube_law {
     const char *message, *complaint;
-    void (*law)(double *slots, const double *p);
+    void (*law)(double *gains, const double *p);
     int least;   // arguments
     int bounded; // how many of them, from the first, have bounds of their own
     vorb_range range[4];
@@ -127,19 +127,21 @@ static void vorb_apply_cube(vorb *x, const vorb_cube_law &c, long argc, t_atom *
             object_error(vorb_object(x), "%s: %s", s_vorb_name, c.complaint);
             return;
         }
-    c.law(in.amps, p);
-    for (double &amp : in.amps) amp *= in.gain; // the aux sends too, each time: deliberate
+    double gains[8];
+    c.law(gains, p);
+    for (int k = 0; k < 8; ++k) in.amps[k] = gains[k] * in.gain;
+    for (int k = 8; k < vorb_slots; ++k) in.amps[k] *= in.gain; // each time: deliberate
     in.changed = 1;
 }
 
-static void vorb_place_direction(double *slots, const double *p)
+static void vorb_place_direction(double *gains, const double *p)
 {
-    k_pan3d8(slots, p[0], p[1], p[2], p[3], cube_radius);
+    k_pan3d8(gains, p[0], p[1], p[2], p[3], cube_radius);
 }
 
-static void vorb_place_polar(double *slots, const double *p)
+static void vorb_place_polar(double *gains, const double *p)
 {
-    k_pan3d8polar(slots, p[0], p[1], p[2], cube_radius);
+    k_pan3d8polar(gains, p[0], p[1], p[2], cube_radius);
 }
 
 // clang-format off
@@ -178,7 +180,7 @@ void vorb_gain(vorb *x, t_symbol *, long argc, t_atom *argv)
         return;
     }
     const double r = gain / in.gain;
-    for (double &amp : in.amps) amp *= r;
+    for (auto &amp : in.amps) amp *= r;
     in.changed = 1;
     in.gain = gain;
 }

@@ -1,4 +1,4 @@
-// The fuzzer's functions in front of the host's own for buffers.
+// Functions in front of the host's own for buffers, between whose calls something may happen.
 #include "between_calls.h"
 
 #include "host_function.h"
