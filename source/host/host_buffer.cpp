@@ -61,8 +61,10 @@ struct shut {
     explicit shut(buffer &which) : b(which)
     {
         b.changing = true;
-        if (b.locks) const between_blocks over;
-        check_unlocked(b);
+        if (b.locks) {
+            const between_blocks over; // else a block may try the lock as this looks
+            check_unlocked(b);
+        }
         open_samples(b);
     }
     ~shut() { b.changing = false; }

@@ -66,6 +66,7 @@ public:
 
     void remove(const void *key)
     {
+        if (!key) return;
         for (entry *e = first; e; e = e->next)
             if (e->key.load(std::memory_order_relaxed) == key) {
                 e->key.store(nullptr, std::memory_order_relaxed);

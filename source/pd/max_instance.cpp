@@ -45,6 +45,7 @@ static void write(bool error, const t_object *x, const char *format, va_list arg
 /// A broken rule of the API is a mistake of ours, and better heard of than kept.
 static void report_faults(instance &x)
 {
+    check_locks();
     for (const std::string &text : faults.take())
         object_error(x.memory, "internal fault: %s", text.c_str());
 }

@@ -88,24 +88,24 @@ class Instructions(unittest.TestCase):
 
     def test_when_all_fogs_begin_in_one_block_it_costs_twice_as_much_at_most(self):
         """As much as when they only hold, the cheapest they do. The phasor starts them within the
-        block; those of bangs are started before, which is counted, too."""
+        block; those of bangs are started before: that is counted, too, and need not be within."""
         for name, layout in self.played(LANES):
             with self.subTest(players=name, layout=layout):
                 for setting in ("", "_lowpass", "_all", "_autoenv"):
-                    for frames, beginning in ((64, "bangs"), (128, "f0")):
+                    for frames, beginning, most in ((64, "bangs", 2.25), (128, "f0", 2)):
                         steady = self.cost(name, layout, frames, "holds" + setting)
                         block = self.cost(name, layout, frames, beginning + setting)
                         print(f"{name} {layout} {beginning}{setting}: {block / steady:.2f}")
-                        self.assertLessEqual(block, 2 * steady, beginning + setting)
+                        self.assertLessEqual(block, most * steady, beginning + setting)
 
     def test_when_all_begin_and_end_in_one_block_it_costs_little_more(self):
         for name, layout in self.played(LANES):
             with self.subTest(players=name, layout=layout):
-                for frames, beginning in ((64, "bangs_brief"), (128, "f0_brief")):
+                for frames, beginning, most in ((64, "bangs_brief", 2.25), (128, "f0_brief", 2)):
                     steady = self.cost(name, layout, frames, "holds")
                     block = self.cost(name, layout, frames, beginning)
                     print(f"{name} {layout} {beginning}: {block / steady:.2f}")
-                    self.assertLessEqual(block, 2.25 * steady, beginning)
+                    self.assertLessEqual(block, most * steady, beginning)
 
     def test_the_cost_grows_with_the_fogs_and_no_faster(self):
         for name, layout in self.played(BOUNDS):

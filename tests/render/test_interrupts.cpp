@@ -27,7 +27,7 @@ TEST_F(Interrupts, leave_nothing)
 {
     for (const int s : {SIGTERM, SIGINT, SIGHUP}) {
         circumstances around;
-        around.interrupted_after_ms = 300;
+        around.interrupted_at_bytes = 100000;
         around.interrupt = s;
         EXPECT_EQ(run({"long.score", "-o", "x.flac"}, around).status, 1) << s;
         EXPECT_TRUE(said("\nrender: interrupted\n")) << last.err;
@@ -59,11 +59,10 @@ TEST_F(Interrupts, leave_the_older_file_or_the_new_one)
 {
     ASSERT_EQ(run({"short.score", "-o", "x.wav"}).status, 0);
     const std::string whole = text_of("x.wav");
-    write("x.wav", "older");
-    before = inventory();
     for (const int s : {SIGKILL, SIGTERM})
         for (int ms = 1; ms < 60; ms += 2) {
             write("x.wav", "older");
+            before = inventory();
             circumstances around;
             around.interrupt = s;
             around.interrupted_after_ms = ms;

@@ -3,6 +3,7 @@
 
 #include <fstream>
 #include <malloc.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 #if defined(__SANITIZE_ADDRESS__)
@@ -27,7 +28,11 @@ static std::int64_t read_heap()
 bool resident_counts() { return true; }
 #endif
 
-void return_large_blocks() { mallopt(M_MMAP_THRESHOLD, 64 * 1024); }
+void return_large_blocks()
+{
+    mallopt(M_MMAP_THRESHOLD, 64 * 1024);
+    prctl(PR_SET_THP_DISABLE, 1, 0, 0, 0); // pages of 2 MB come when the kernel likes
+}
 
 memory_in_use read_memory()
 {

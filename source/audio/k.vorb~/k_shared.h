@@ -3,7 +3,7 @@
 
 /// Messages, deferred calls and audio start reach an instance while its audio plays. Each access is
 /// whole; who reads a value also finds what its writer stored before it. Nobody ever waits.
-/// Trivial, so that it may stand in memory that the host has filled with zeros.
+/// It needs no constructor, so that it may stand in memory that the host has filled with zeros.
 // NOLINTBEGIN(google-explicit-constructor,misc-unconventional-assign-operator,bugprone-sizeof-expression):
 // it is used like the plain number that it holds
 template <class T>
@@ -12,7 +12,7 @@ public:
     static_assert(__atomic_always_lock_free(sizeof(T), nullptr));
 
     k_shared() = default;
-    k_shared(const k_shared &other) = default;
+    k_shared(const k_shared &other) : value(T(other)) {}
     constexpr k_shared(T initial) : value(initial) {}
 
     operator T() const

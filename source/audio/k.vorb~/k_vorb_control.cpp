@@ -61,10 +61,10 @@ static const vorb_param p_lowpass_inlet = {nullptr, {"lowpass", 0, 1, 1}, vorb_s
 /// Starts one fog after a time in ms.
 static void vorb_start(vorb *x, float value)
 {
-    const inputs &in = x->inputs;
+    const double sr = x->inputs.sr, sp = 1 / sr; // of one rate: audio may start meanwhile
     const double t = double(vorb_checked(x, {"start", 0, k_open, 0}, value)) * 0.001;
-    const std::int64_t n = k_trunc(t * in.sr);
-    vorb_trigger(x, n, t - double(n) * in.sp);
+    const std::int64_t n = k_trunc(t * sr);
+    vorb_trigger(x, n, t - double(n) * sp);
 }
 
 void vorb_float(vorb *x, double value)
@@ -139,10 +139,10 @@ void vorb_amplist(vorb *x, t_symbol *, long argc, t_atom *argv)
 {
     inputs &in = x->inputs;
     if (!vorb_at_inlet(x, amp_inlet)) return;
+    const double gain = in.gain;
     for (int k = 0; k < std::min<int>(vorb_count(argc), vorb_slots); ++k)
         in.amps[k] =
-            double(vorb_read_checked(x, {"amplitude (list)", -k_open, k_open, 1}, &argv[k])) *
-            in.gain;
+            double(vorb_read_checked(x, {"amplitude (list)", -k_open, k_open, 1}, &argv[k])) * gain;
     in.changed = 1;
 }
 
@@ -194,9 +194,10 @@ void vorb_autoenv(vorb *x, t_symbol *, long argc, t_atom *argv)
     static const vorb_range range = {"autoenv", 0, k_open, 0};
     inputs &in = x->inputs;
     if (!vorb_accepts(x, "autoenv", argc, 1)) return;
-    in.autoenv = double(vorb_read_checked(x, range, &argv[0]));
-    if (vorb_count(argc) >= 2)
+    const auto periods = double(vorb_read_checked(x, range, &argv[0]));
+    if (vorb_count(argc) >= 2) // set first: no fog may last longer meanwhile
         in.autoenv_max = double(vorb_read_checked(x, range, &argv[1])) * 0.001;
+    in.autoenv = periods;
     in.changed = 1;
 }
 

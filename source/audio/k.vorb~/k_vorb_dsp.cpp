@@ -22,7 +22,7 @@ static void vorb_perform(t_object *object, t_object *, double **ins, long, doubl
     if (in.sig_f0) vorb_run_phasor(x, ins[0], ins[1], n);
     for (int k = 0; k < channels; ++k) vorb_clear(outs[k], n);
     mix(&in, outs, n);
-    if (debug) x->debug = 0; // a `test` that came meanwhile is for the next block
+    if (debug) x->debug = 0;
 }
 
 constexpr t_perfroutine64 vorb_dsp_perform1 = vorb_perform<1, vorb_run_all1>;

@@ -21,15 +21,18 @@ void vorb_update(inputs *in)
 
 /// What the fog needs to know of its buffer, and, with `all`, the instance's start of attenuation.
 /// Without a buffer both stay as they were.
-static void vorb_measure_buffer(vorb_fogread *reader, inputs *in)
+static void vorb_measure_buffer(vorb_fogread *reader, inputs *in, double trans, double atten)
 {
     t_buffer_obj *b = vorb_buffer(reader->bufref);
     if (!b) return;
     const double rate = buffer_getsamplerate(b);
     reader->frames_per_ms = rate / 1000.0;
-    const double before = in->debatt; // a time that is set from here on stays
-    if (in->debatt_all)
-        in->debatt.replace(before, double(buffer_getframecount(b)) / rate / in->trans - in->atten);
+    const double former = in->debatt;
+    if (!in->debatt_all) return;
+    const double until_end = double(buffer_getframecount(b)) / rate / trans - atten;
+    in->debatt.replace(former, until_end);
+    // A time that is set meanwhile stays, also where it is what was there before.
+    if (!in->debatt_all) in->debatt.replace(until_end, former);
 }
 
 /// `start` is the sample of the block at which the fog begins, and `x` the time in seconds from the
@@ -39,11 +42,12 @@ void vorb_onset(vorb_fog *fog, inputs *in, std::int64_t start, double x)
     const double sp = in->sp, sr = in->sr, tex = in->tex, atten = in->atten;
     const double offset = in->offset, trans = in->trans;
     vorb_fogread &reader = fog->reader;
-    vorb_measure_buffer(&reader, in);
+    vorb_measure_buffer(&reader, in, trans, atten);
     const double d = in->debatt - x; // from the first sample to the start of the attenuation
 
     fog->tex_count = 0;
-    if (tex > sp && in->tex_step > 0) { // a length set just now has no step yet
+    // A length that was set just now may have no step yet.
+    if (tex > sp && in->tex_step > 0 && std::isfinite(in->tex_step)) {
         fog->tex_count = k_trunc((tex - x) * sr + 1.0);
         const double phi = in->tex_w * x;
         fog->tex_y1 = 0.5 * std::cos(in->pi - in->tex_step + phi);
@@ -54,7 +58,7 @@ void vorb_onset(vorb_fog *fog, inputs *in, std::int64_t start, double x)
     fog->amp = std::exp(-in->bw_pi * x) * in->bw_grow; // one decay step above the first sample
 
     fog->atten_count = 0;
-    if (atten > sp && in->atten_step > 0) {
+    if (atten > sp && in->atten_step > 0 && std::isfinite(in->atten_step)) {
         const double tau = double(until_atten) * sp - d; // into the attenuation at its first sample
         fog->atten_count = k_trunc((atten - tau) * sr + 1.0);
         const double psi = in->atten_w * tau;
@@ -73,8 +77,8 @@ void vorb_onset(vorb_fog *fog, inputs *in, std::int64_t start, double x)
     reader.prev_pos = reader.pos_ms - reader.pos_step_ms;
     // The others carry on, deliberate, but for what no sound would get out of the record again.
     reader.lp_y[0] = reader.lp_y[1] = 0.0;
-    for (double &y : reader.lp_y)
-        if (!std::isfinite(y)) y = 0.0;
+    for (int c = 2; c < vorb_max_sources; ++c)
+        if (!std::isfinite(reader.lp_y[c])) reader.lp_y[c] = 0.0;
     reader.lp_a = in->lp1;
     reader.lp_am1 = in->lp1m;
     const double lp2 = in->lp2;

@@ -9,12 +9,13 @@ static std::int32_t vorb_render(vorb_fog *fog, const std::array<double *, std::s
                                 std::int64_t n)
 {
     constexpr int sources = vorb_count_sources(taps);
-    if constexpr (sources == 1) vorb_read(&fog->reader, temp1, n);
-    else if constexpr (sources == 2) vorb_read_stereo(&fog->reader, temp1, temp2, n);
-    else vorb_read_quadro(&fog->reader, temp1, temp2, temp3, temp4, n);
+    double *const s[] = {temp1, temp2, temp3, temp4};
+    if constexpr (sources == 1) vorb_read(&fog->reader, s[0], n);
+    else if constexpr (sources == 2) vorb_read_stereo(&fog->reader, s[0], s[1], n);
+    else vorb_read_quadro(&fog->reader, s[0], s[1], s[2], s[3], n);
     fog->reader.pos_ms += fog->reader.pos_step_ms; // once a block, also while the fog waits
 
-    return vorb_play<taps>(fog, out.data(), n);
+    return vorb_play<taps>(fog, s, out.data(), n);
 }
 
 std::int32_t vorb_run_one1(vorb_fog *fog, double *out1, std::int64_t n)

@@ -7,16 +7,17 @@
 /// Envelope times as a share of the period, so that the overlap of fogs is the same at every pitch.
 static void vorb_fit_envelope(inputs *in, double f)
 {
-    // Read before `autoenv`: times that are set while it is turned off stay.
-    const double tex = in->tex, debatt = in->debatt, atten = in->atten;
+    k_shared<double> *const times[] = {&in->tex, &in->debatt, &in->atten};
+    const double before[] = {in->tex, in->debatt, in->atten};
     const double periods = in->autoenv, most = in->autoenv_max;
     if (periods == 0) return;
     double t = periods / f;
     if (most > 0 && t > most) t = most;
-    if (tex == t && debatt == t && atten == t) return;
-    in->tex.replace(tex, t);
-    in->debatt.replace(debatt, t);
-    in->atten.replace(atten, t);
+    if (before[0] == t && before[1] == t && before[2] == t) return;
+    for (int k = 0; k < 3; ++k) times[k]->replace(before[k], t);
+    // Times that are set while this is turned off stay, also where they are what was there before.
+    if (in->autoenv == 0)
+        for (int k = 0; k < 3; ++k) times[k]->replace(t, before[k]);
     in->changed = 1;
 }
 

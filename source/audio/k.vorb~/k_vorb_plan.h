@@ -29,7 +29,7 @@ vorb_source vorb_open_source(t_buffer_ref *ref, t_atom_long channels);
 void vorb_close_source(const vorb_source &source);
 /// Into the scratch blocks, by the plain reader.
 void vorb_fill_scratch(vorb_fogread *reader, const vorb_source &source, const vorb_plan &plan,
-                       std::int64_t n);
+                       double *const *out, std::int64_t n);
 void vorb_report_unwritten(const vorb_plan &plan, t_atom_long channels);
 
 constexpr vorb_plan vorb_silence = {vorb_verdict::silent, 0, 0, 0, 0};

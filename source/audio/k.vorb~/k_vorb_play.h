@@ -12,13 +12,12 @@ inline bool vorb_sounds(const vorb_fog *fog)
     return fog->atten_count > 0 || fog->sustain > 0 || fog->tex_count > 0;
 }
 
-/// Renders one fog for one block from the scratch blocks.
+/// Renders one fog for one block from the blocks of its sources.
 template <const auto &taps>
-std::int32_t vorb_play(vorb_fog *fog, double *const *out, std::int64_t n)
+std::int32_t vorb_play(vorb_fog *fog, double *const *source, double *const *out, std::int64_t n)
 {
     constexpr std::size_t width = std::size(taps);
     constexpr int sources = vorb_count_sources(taps);
-    const double *const source[] = {temp1, temp2, temp3, temp4};
     double gain[width];
     for (std::size_t k = 0; k < width; ++k)
         gain[k] = taps[k].slot == no_gain ? 1.0 : fog->gains[taps[k].slot];

@@ -35,7 +35,7 @@ void vorb_release(vorb_pool *pool, vorb_fog **link)
 
 // ---- Warnings, at most one of a kind a second over all instances --------------------------------
 
-// Counts of several threads may be lost: they are for the reader of the console.
+// Several threads may warn at once: a count may then be lost, a row come twice.
 k_shared<std::int32_t> vorb_error_count = 0, vorb_limitwarning_count = 0;
 k_shared<std::int64_t> vorb_error_lasttime = 0, vorb_limitwarningr_lasttime = 0,
                        vorb_error_silent = 0;
@@ -43,12 +43,13 @@ k_shared<std::int64_t> vorb_error_lasttime = 0, vorb_limitwarningr_lasttime = 0,
 static void vorb_warn(vorb *x, const char *what, k_shared<std::int32_t> *count,
                       k_shared<std::int64_t> *lasttime)
 {
-    const std::int32_t before = *count;
     // Saturates: under a clock that stands still events are counted without end.
-    if (before < std::numeric_limits<std::int32_t>::max()) *count = before + 1;
+    const std::int32_t before = *count, most = std::numeric_limits<std::int32_t>::max();
+    const std::int32_t events = before < most ? before + 1 : most;
+    *count = events;
     if (long(gettime() - *lasttime) <= 1000) return; // as wide as the clock, which may wrap
     if (!vorb_error_silent)
-        object_error(vorb_object(x), "%s: %s (%d)", s_vorb_name, what, int(*count));
+        object_error(vorb_object(x), "%s: %s (%d)", s_vorb_name, what, int(events));
     *count = 0;
     *lasttime = gettime();
 }
@@ -118,7 +119,7 @@ void vorb_freefogs(vorb *x)
 
 void vorb_usedfogs(vorb *x)
 {
-    // Two counts, between which `maxfogs` may have come.
+    // Never negative: `maxfogs` may come between the two counts.
     if (vorb_at_inlet(x))
         outlet_int(x->intout, std::max<std::int64_t>(x->pool.maxfogs - x->pool.nfree, 0));
 }

@@ -89,11 +89,11 @@ static void vorb_fill(vorb_fogread *reader, const vorb_source &source, const vor
 }
 
 void vorb_fill_scratch(vorb_fogread *reader, const vorb_source &source, const vorb_plan &plan,
-                       std::int64_t n)
+                       double *const *out, std::int64_t n)
 {
-    if (source.channels == 1) vorb_fill<1>(reader, source, plan, {temp1}, n);
-    else if (source.channels == 2) vorb_fill<2>(reader, source, plan, {temp1, temp2}, n);
-    else vorb_fill<4>(reader, source, plan, {temp1, temp2, temp3, temp4}, n);
+    if (source.channels == 1) vorb_fill<1>(reader, source, plan, {out[0]}, n);
+    else if (source.channels == 2) vorb_fill<2>(reader, source, plan, {out[0], out[1]}, n);
+    else vorb_fill<4>(reader, source, plan, {out[0], out[1], out[2], out[3]}, n);
 }
 
 template <std::size_t channels>

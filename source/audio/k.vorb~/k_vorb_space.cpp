@@ -127,10 +127,11 @@ static void vorb_apply_cube(vorb *x, const vorb_cube_law &c, long argc, t_atom *
             object_error(vorb_object(x), "%s: %s", s_vorb_name, c.complaint);
             return;
         }
+    const double gain = in.gain;
     double gains[8];
     c.law(gains, p);
-    for (int k = 0; k < 8; ++k) in.amps[k] = gains[k] * in.gain;
-    for (int k = 8; k < vorb_slots; ++k) in.amps[k] *= in.gain; // each time: deliberate
+    for (int k = 0; k < 8; ++k) in.amps[k] = gains[k] * gain;
+    for (int k = 8; k < vorb_slots; ++k) in.amps[k] *= gain; // each time: deliberate
     in.changed = 1;
 }
 

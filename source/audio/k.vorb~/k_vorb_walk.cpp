@@ -17,7 +17,8 @@ struct vorb_kind {
     t_atom_long channels;
     vorb_lanes_player vorb_lanes_players::*lanes;
     vorb_lane_reader vorb_lanes_players::*reader;
-    std::int32_t (*plain)(vorb_fog *fog, double *const *outs, std::int64_t n);
+    std::int32_t (*plain)(vorb_fog *fog, double *const *scratch, double *const *outs,
+                          std::int64_t n);
 };
 
 template <const auto &taps, vorb_lanes_player vorb_lanes_players::*lanes>
@@ -88,12 +89,12 @@ private:
                              plan.frac, plan.step};
         } else {
             flush();
-            vorb_fill_scratch(&fog->reader, source, plan, n);
+            vorb_fill_scratch(&fog->reader, source, plan, scratch, n);
             if (plan.verdict == vorb_verdict::unwritten) {
                 if (source.channels == 4) close(); // it reports when nothing is locked: deliberate
                 vorb_report_unwritten(plan, source.channels);
             }
-            if (!kind->plain(fog, outs, n)) ended = true;
+            if (!kind->plain(fog, scratch, outs, n)) ended = true;
         }
         fog->reader.pos_ms += fog->reader.pos_step_ms; // once a block, also while the fog waits
     }
@@ -112,15 +113,15 @@ private:
 
     void flush()
     {
-        double *const scratch[] = {temp1, temp2, temp3, temp4};
         if (count == 1) { // alone it is faster without lanes
             (vorb_players->*kind->reader)(lane[0], scratch, n);
-            kind->plain(lane[0].fog, outs, n);
+            kind->plain(lane[0].fog, scratch, outs, n);
         } else if (count > 1) (vorb_players->*kind->lanes)(lane, count, outs, scratch, n);
         for (int l = 0; l < count; ++l) ended = ended || !vorb_sounds(lane[l].fog);
         count = 0;
     }
 
+    double *const scratch[vorb_max_sources] = {temp1, temp2, temp3, temp4}; // for the whole block
     double *const *outs;
     std::int64_t n;
     const vorb_kind *kind = nullptr;
