@@ -4,6 +4,6 @@
 /// Ogg encoder held when the disk took no more.
 extern "C" const char *__lsan_default_suppressions()
 {
-    return "leak:libfontconfig\nleak:libogg\nleak:libvorbis\nleak:libsndfile";
+    return "leak:libfontconfig\nleak:libogg\nleak:libvorbis";
 }
 extern "C" const char *__lsan_default_options() { return "print_suppressions=0"; }

@@ -60,7 +60,7 @@ def count():
         return counts
 
 
-@unittest.skipUnless(VALGRIND and PROGRAM, "valgrind is not installed")
+@unittest.skipUnless(VALGRIND, "valgrind is not installed")
 class Instructions(unittest.TestCase):
     @classmethod
     def setUpClass(cls):

@@ -165,8 +165,8 @@ TEST_P(sealed_blocks, call_nothing)
         whole.rows += seen().rows;
         whole.sounding += seen().sounding;
     }
-    EXPECT_GE(whole.rows, s.says ? 50 : 0);
-    EXPECT_GE(whole.sounding, s.sounds ? 50 : 0);
+    if (s.says) { EXPECT_GE(whole.rows, 50); }
+    if (s.sounds) { EXPECT_GE(whole.sounding, 50); }
 }
 
 /// What must not go unnoticed.
