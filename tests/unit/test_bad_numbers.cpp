@@ -116,4 +116,25 @@ TEST_F(bad_signal, starts_no_fog_or_silent_ones_and_leaves_the_phasor_as_it_was)
     EXPECT_THAT(play(0, 100), ::testing::Each(::testing::DoubleNear(2, 1e-6))); // of two fogs
 }
 
+TEST_F(bad_signal, autoenv_that_is_no_number_silences_fogs_until_it_is_one)
+{
+    mono_buffer("sample1", 44100, [](long) { return 1; });
+    vorb *x = create("2 sample1 50 100 1 0 1 0 300 0");
+    host::connect(object(x), 0);
+    host::start_audio();
+    std::fill_n(host::input(object(x), 0), 64, 441);
+    const auto loudest_of = [&](int blocks) {
+        double most = 0;
+        for (; blocks > 0; --blocks)
+            for (const double v : block(x)) most = std::max(most, std::fabs(v));
+        return most;
+    };
+    send(x, 0, "autoenv", {host::atom(none)});
+    EXPECT_EQ(loudest_of(50), 0);
+    send(x, 0, "autoenv 0");
+    EXPECT_EQ(loudest_of(50), 0); // the times stay
+    send(x, 0, "autoenv 2");
+    EXPECT_GT(loudest_of(50), 0.5);
+}
+
 } // namespace

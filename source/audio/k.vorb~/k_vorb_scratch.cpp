@@ -10,7 +10,7 @@ k_shared<std::int64_t> temp_size = 0;
 // they grow other instances may be playing: these finish in the old blocks, which stay. Sizes are
 // powers of two, so that all those together take no more than the newest.
 static k_shared<std::int64_t> room = 0;
-static double *grown[63]; // by the exponent of the size
+static double *grown[63]; // by the exponent of the size; kept for leak checkers to see
 
 void vorb_size_scratch(double vs)
 {
